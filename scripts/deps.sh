@@ -1,0 +1,14 @@
+#!/usr/bin/env bash
+# Installs what building and testing cfgcheck needs (Debian 12 packages).
+set -euo pipefail
+packages=(cmake make g++ libsimdjson-dev nlohmann-json3-dev libgtest-dev python3)
+missing=()
+for p in "${packages[@]}"; do
+  dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")
+done
+[ ${#missing[@]} -eq 0 ] && exit 0
+sudo=""
+[ "$(id -u)" -ne 0 ] && sudo="sudo"
+export DEBIAN_FRONTEND=noninteractive
+$sudo apt-get update -qq
+$sudo apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

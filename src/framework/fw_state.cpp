@@ -1,0 +1,14 @@
+#include "framework/fw_state.h"
+
+namespace framework {
+
+support::NameSet ProcessKeys;
+support::NameSet NodeNames;
+support::NameSet ProcessNames;
+support::IntSet ProcessIds;
+support::NameSet ApplicationNames;
+support::NameSet IpConnections;
+support::NameSet ResmanPaths;
+bool Verbose = false;
+
+}  // namespace framework

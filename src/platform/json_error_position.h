@@ -1,0 +1,14 @@
+// Explains why a JSON text was rejected, with the position of the fault.
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+namespace kit::config {
+
+// "line L, column C: what is wrong" for the first fault of `text`, counting
+// from 1; empty when no fault is found. Nesting deeper than `maxDepth`, and
+// numbers that do not fit a 64-bit integer or a double, count as faults.
+std::string describeJsonError(const char* text, std::size_t len, std::size_t maxDepth);
+
+}  // namespace kit::config

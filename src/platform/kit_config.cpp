@@ -1,0 +1,406 @@
+#include "platform/kit_config.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <simdjson.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <new>
+#include <string>
+#include <type_traits>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/json_error_position.h"
+#include "platform/tbx.h"
+
+namespace kit::config {
+
+using simdjson::dom::element;
+using simdjson::dom::element_type;
+using ObjectIter = simdjson::dom::object::iterator;
+using ArrayIter = simdjson::dom::array::iterator;
+
+// Values and iterators carry the parser's handle as two plain words so that
+// the header stays free of the parser's types.
+static_assert(sizeof(element) == 16 && std::is_trivially_copyable_v<element>);
+static_assert(sizeof(ObjectIter) == 16 && std::is_trivially_copyable_v<ObjectIter>);
+
+namespace {
+
+template <class T>
+T fromRaw(const uint64_t raw[2]) {
+  T t;
+  std::memcpy(static_cast<void*>(&t), raw, sizeof t);
+  return t;
+}
+
+template <class T>
+void toRaw(const T& t, uint64_t raw[2]) {
+  std::memcpy(raw, static_cast<const void*>(&t), sizeof t);
+}
+
+constexpr uint32_t kSaturatedCount = 0xFFFFFF;  // the parser stops counting there
+constexpr uint32_t kIndexedObjectSize = 16;     // objects this big get a key index
+constexpr size_t kMaxDepth = 1024;
+
+// A reusable parser and input buffer. Parsing many files in a row reuses
+// their allocations, which is most of the cost for small files.
+struct Slot {
+  simdjson::dom::parser parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
+  char* buffer = nullptr;
+  size_t capacity = 0;  // usable bytes before the padding
+  ~Slot() { std::free(buffer); }
+  bool reserve(size_t bytes) {
+    if (bytes <= capacity) return true;
+    size_t want = capacity == 0 ? 4096 : capacity;
+    while (want < bytes) want = want > (SIZE_MAX / 4) ? bytes : want * 2;
+    void* grown = std::realloc(buffer, want + simdjson::SIMDJSON_PADDING);
+    if (grown == nullptr) return false;
+    buffer = static_cast<char*>(grown);
+    capacity = want;
+    return true;
+  }
+};
+
+std::vector<std::unique_ptr<Slot>>& slotPool() {
+  static std::vector<std::unique_ptr<Slot>> pool;
+  return pool;
+}
+
+}  // namespace
+
+struct Document {
+  std::unique_ptr<Slot> slot;
+  element root;
+
+  // Sequential at(i) over the same array must not walk from the start each time.
+  struct Cursor {
+    size_t array = SIZE_MAX;
+    uint32_t pos = 0;
+    ArrayIter it;
+  };
+  Cursor cursors[4];
+  unsigned nextCursor = 0;
+  std::unordered_map<size_t, uint32_t> bigArraySizes;
+  std::unordered_map<size_t, std::unordered_map<std::string_view, element>> keyIndex;
+
+  ~Document() {
+    if (slot) {
+      try {
+        slotPool().push_back(std::move(slot));
+      } catch (...) {
+        // a full pool only costs a later allocation
+      }
+    }
+  }
+
+  Value wrap(const element& e) {
+    uint64_t raw[2];
+    toRaw(e, raw);
+    return Value(this, raw[0], raw[1]);
+  }
+
+  uint32_t arraySize(const simdjson::dom::array& a, size_t id) {
+    uint32_t n = static_cast<uint32_t>(a.size());
+    if (n < kSaturatedCount) return n;
+    auto found = bigArraySizes.find(id);
+    if (found != bigArraySizes.end()) return found->second;
+    uint64_t count = 0;
+    for (auto it = a.begin(); it != a.end(); ++it) ++count;
+    uint32_t clamped = count > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(count);
+    bigArraySizes.emplace(id, clamped);
+    return clamped;
+  }
+
+  bool elementAt(const simdjson::dom::array& a, size_t id, uint32_t index, element& out) {
+    Cursor* c = nullptr;
+    for (Cursor& candidate : cursors)
+      if (candidate.array == id) c = &candidate;
+    if (c == nullptr || index < c->pos) {
+      if (c == nullptr) {
+        c = &cursors[nextCursor];
+        nextCursor = (nextCursor + 1) % 4;
+      }
+      c->array = id;
+      c->pos = 0;
+      c->it = a.begin();
+    }
+    const ArrayIter end = a.end();
+    while (c->pos < index && c->it != end) {
+      ++c->it;
+      ++c->pos;
+    }
+    if (c->it == end) return false;
+    out = *c->it;
+    return true;
+  }
+
+  bool member(const simdjson::dom::object& o, size_t id, std::string_view key, element& out) {
+    if (o.size() < kIndexedObjectSize) return !o.at_key(key).get(out);
+    auto found = keyIndex.find(id);
+    if (found == keyIndex.end()) {
+      found = keyIndex.emplace(id, std::unordered_map<std::string_view, element>{}).first;
+      for (auto field : o) found->second.emplace(field.key, field.value);  // first occurrence wins
+    }
+    auto hit = found->second.find(key);
+    if (hit == found->second.end()) return false;
+    out = hit->second;
+    return true;
+  }
+};
+
+// ---- Value ----
+
+Value Value::get(std::string_view key) const {
+  if (m_doc == nullptr) return Value();
+  element e = fromRaw<element>(m_raw);
+  simdjson::dom::object o;
+  if (e.get_object().get(o)) return Value();
+  element child;
+  try {
+    if (!m_doc->member(o, m_raw[1], key, child)) return Value();
+  } catch (const std::bad_alloc&) {
+    if (o.at_key(key).get(child)) return Value();
+  }
+  return m_doc->wrap(child);
+}
+
+bool Value::isDictionary() const { return m_doc != nullptr && fromRaw<element>(m_raw).is_object(); }
+
+bool Value::isArray() const { return m_doc != nullptr && fromRaw<element>(m_raw).is_array(); }
+
+uint32_t Value::size() const {
+  if (m_doc == nullptr) return 0;
+  simdjson::dom::array a;
+  if (fromRaw<element>(m_raw).get_array().get(a)) return 0;
+  try {
+    return m_doc->arraySize(a, m_raw[1]);
+  } catch (const std::bad_alloc&) {
+    return static_cast<uint32_t>(a.size());
+  }
+}
+
+Value Value::at(uint32_t index) const {
+  if (m_doc == nullptr) return Value();
+  simdjson::dom::array a;
+  if (fromRaw<element>(m_raw).get_array().get(a)) return Value();
+  element child;
+  if (!m_doc->elementAt(a, m_raw[1], index, child)) return Value();
+  return m_doc->wrap(child);
+}
+
+int Value::getInt(int32_t& out) const {
+  if (m_doc == nullptr) return 1;
+  element e = fromRaw<element>(m_raw);
+  if (e.type() != element_type::INT64) return 1;  // doubles and values past int64 never qualify
+  int64_t v = 0;
+  if (e.get_int64().get(v) || v < INT32_MIN || v > INT32_MAX) return 1;
+  out = static_cast<int32_t>(v);
+  return 0;
+}
+
+int Value::getString(std::string& out) const {
+  if (m_doc == nullptr) return 1;
+  std::string_view s;
+  if (fromRaw<element>(m_raw).get_string().get(s)) return 1;
+  out.assign(s);
+  return 0;
+}
+
+int Value::getBool(bool& out) const {
+  if (m_doc == nullptr) return 1;
+  bool b = false;
+  if (fromRaw<element>(m_raw).get_bool().get(b)) return 1;
+  out = b;
+  return 0;
+}
+
+bcf_iterator Value::begin() const {
+  bcf_iterator it;
+  simdjson::dom::object o;
+  if (m_doc == nullptr || fromRaw<element>(m_raw).get_object().get(o)) return it;
+  it.m_doc = m_doc;
+  toRaw(o.begin(), it.m_raw);
+  return it;
+}
+
+bcf_iterator Value::end() const {
+  bcf_iterator it;
+  simdjson::dom::object o;
+  if (m_doc == nullptr || fromRaw<element>(m_raw).get_object().get(o)) return it;
+  it.m_doc = m_doc;
+  toRaw(o.end(), it.m_raw);
+  return it;
+}
+
+// ---- bcf_iterator ----
+
+bcf_iterator& bcf_iterator::operator++() {
+  ObjectIter it = fromRaw<ObjectIter>(m_raw);
+  ++it;
+  toRaw(it, m_raw);
+  return *this;
+}
+
+std::string_view bcf_iterator::key() const { return fromRaw<ObjectIter>(m_raw).key(); }
+
+Value bcf_iterator::value() const { return m_doc->wrap(fromRaw<ObjectIter>(m_raw).value()); }
+
+// ---- JSONParser ----
+
+namespace {
+
+// Finds the first line longer than `limit`. A line is the bytes between line
+// feeds, without the line feed and a carriage return right before it.
+// Steps by windows of `limit` bytes so that short lines cost nothing each.
+bool findLongLine(const char* buf, size_t len, uint32_t limit, size_t& lineStart) {
+  size_t p = 0;
+  while (p < len) {
+    size_t window = len - p < size_t(limit) + 1 ? len - p : size_t(limit) + 1;
+    const void* lastLf = memrchr(buf + p, '\n', window);
+    if (lastLf != nullptr) {
+      p = static_cast<const char*>(lastLf) - buf + 1;
+      continue;
+    }
+    if (len - p <= limit) return false;  // last line, no line feed, short enough
+    size_t after = p + limit + 1;  // `limit` + 1 bytes without a line feed
+    if (after < len && buf[after] == '\n' && buf[after - 1] == '\r') {
+      p = after + 1;
+      continue;
+    }
+    lineStart = p;
+    return true;
+  }
+  return false;
+}
+
+std::string longLineReason(const char* buf, size_t len, size_t start, uint32_t limit) {
+  uint64_t line = 1;
+  for (const char* q = buf; (q = static_cast<const char*>(std::memchr(q, '\n', buf + start - q))) != nullptr; ++q)
+    ++line;
+  const void* lf = std::memchr(buf + start, '\n', len - start);
+  size_t stop = lf ? static_cast<const char*>(lf) - buf : len;
+  if (lf != nullptr && stop > start && buf[stop - 1] == '\r') --stop;
+  return "line " + std::to_string(line) + " is " + std::to_string(stop - start) +
+         " characters long, more than the limit of " + std::to_string(limit);
+}
+
+// Reads the whole file into the slot's buffer. Directories and devices are
+// refused; pipes are read to their end.
+bool loadFile(const char* path, Slot& slot, size_t& len, std::string& reason) {
+  struct stat st {};
+  if (::stat(path, &st) != 0) {
+    reason = std::string("can't read file: ") + std::strerror(errno);
+    return false;
+  }
+  if (S_ISDIR(st.st_mode)) {
+    reason = "can't read file: it is a directory";
+    return false;
+  }
+  if (S_ISCHR(st.st_mode) || S_ISBLK(st.st_mode)) {
+    reason = "can't read file: it is a device";
+    return false;
+  }
+  int fd = ::open(path, O_RDONLY | O_CLOEXEC);
+  if (fd < 0) {
+    reason = std::string("can't read file: ") + std::strerror(errno);
+    return false;
+  }
+  size_t expected = S_ISREG(st.st_mode) ? static_cast<size_t>(st.st_size) : 0;
+  len = 0;
+  bool ok = true;
+  for (;;) {
+    size_t want = len + (expected > len ? expected - len : 0) + 1;  // one byte more to see the end
+    if (want < len + 65536 && !S_ISREG(st.st_mode)) want = len + 65536;
+    if (!slot.reserve(want)) {
+      reason = "not enough memory to read the file (" + std::to_string(want) + " bytes)";
+      ok = false;
+      break;
+    }
+    ssize_t got = ::read(fd, slot.buffer + len, slot.capacity - len);
+    if (got < 0) {
+      if (errno == EINTR) continue;
+      reason = std::string("can't read file: ") + std::strerror(errno);
+      ok = false;
+      break;
+    }
+    if (got == 0) break;
+    len += static_cast<size_t>(got);
+  }
+  ::close(fd);
+  if (ok) std::memset(slot.buffer + len, 0, simdjson::SIMDJSON_PADDING);
+  return ok;
+}
+
+std::unique_ptr<Slot> takeSlot() {
+  auto& pool = slotPool();
+  if (pool.empty()) return std::make_unique<Slot>();
+  std::unique_ptr<Slot> slot = std::move(pool.back());
+  pool.pop_back();
+  return slot;
+}
+
+std::string parseFailureReason(simdjson::error_code err, const char* buf, size_t len) {
+  if (err == simdjson::MEMALLOC) return "not enough memory to parse the file (" + std::to_string(len) + " bytes)";
+  if (err == simdjson::CAPACITY) return "the file is too large to parse (" + std::to_string(len) + " bytes)";
+  std::string where = describeJsonError(buf, len, kMaxDepth);
+  if (!where.empty()) return where;
+  return simdjson::error_message(err);
+}
+
+}  // namespace
+
+JSONParser::JSONParser() = default;
+JSONParser::~JSONParser() = default;
+
+int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength) {
+  dict = nullptr;
+  array = nullptr;
+  m_top = Value();
+  std::string reason;
+  try {
+    if (!m_doc) m_doc = std::make_unique<Document>();
+    if (!m_doc->slot) m_doc->slot = takeSlot();
+    Slot& slot = *m_doc->slot;
+    size_t len = 0;
+    if (path == nullptr || !loadFile(path, slot, len, reason)) {
+      tbx::ErrorStorage::record(reason);
+      return 1;
+    }
+    const char* buf = slot.buffer;
+    if (len >= 3 && std::memcmp(buf, "\xEF\xBB\xBF", 3) == 0) {  // byte-order mark
+      buf += 3;
+      len -= 3;
+    }
+    size_t lineStart = 0;
+    if (maxLineLength != 0 && findLongLine(buf, len, maxLineLength, lineStart)) {
+      tbx::ErrorStorage::record(longLineReason(buf, len, lineStart, maxLineLength));
+      return 1;
+    }
+    element root;
+    simdjson::error_code err = slot.parser.parse(buf, len, false).get(root);
+    if (err) {
+      tbx::ErrorStorage::record(parseFailureReason(err, buf, len));
+      return 1;
+    }
+    m_doc->root = root;
+    m_top = m_doc->wrap(root);
+    if (root.is_object()) dict = &m_top;
+    else if (root.is_array()) array = &m_top;
+    return 0;
+  } catch (const std::bad_alloc&) {
+    tbx::ErrorStorage::record("not enough memory to parse the file");
+    return 1;
+  }
+}
+
+const char* const FWKeys::NAMEKEY = "name";
+const char* const FWKeys::NODEKEY = "node";
+const char* const FWKeys::PROCARRAY = "procs";
+
+}  // namespace kit::config

@@ -1,0 +1,101 @@
+// Stand-in for the framework's JSON component: a parser object that owns one
+// parsed document, and the value interface the checks read it through.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace kit::config {
+
+struct Document;
+class bcf_iterator;
+
+// One JSON value of a parsed document, or the absent value. Cheap to copy;
+// valid while the parser that produced it lives.
+class Value {
+ public:
+  Value() = default;  // the absent value
+
+  // The member `key`; absent for a missing key or a value that is no object.
+  // With repeated keys the first occurrence wins.
+  Value get(std::string_view key) const;
+  bool isPresent() const { return m_doc != nullptr; }
+  bool isDictionary() const;
+  bool isArray() const;
+  // Number of elements of an array; 0 for anything else.
+  uint32_t size() const;
+  // Element `index` of an array; absent when out of range or no array.
+  Value at(uint32_t index) const;
+
+  // Each returns 0 when the value has that kind and was read into `out`.
+  // An integer must be written without fraction or exponent and fit 32 bits.
+  int getInt(int32_t& out) const;
+  int getString(std::string& out) const;
+  int getBool(bool& out) const;
+
+  // Entries of an object in file order, repeated keys included; equal
+  // iterators for anything else.
+  bcf_iterator begin() const;
+  bcf_iterator end() const;
+
+ private:
+  friend class bcf_iterator;
+  friend struct Document;
+  Value(Document* doc, uint64_t raw0, uint64_t raw1) : m_doc(doc), m_raw{raw0, raw1} {}
+
+  Document* m_doc = nullptr;
+  uint64_t m_raw[2] = {0, 0};  // the parser's own element handle
+};
+
+using Dictionary = Value;
+using Array = Value;
+
+// One entry of an object walk.
+struct Entry {
+  std::string_view key;
+  Value value;
+};
+
+class bcf_iterator {
+ public:
+  bool operator==(const bcf_iterator& other) const { return m_raw[1] == other.m_raw[1]; }
+  bool operator!=(const bcf_iterator& other) const { return m_raw[1] != other.m_raw[1]; }
+  bcf_iterator& operator++();
+  std::string_view key() const;
+  Value value() const;
+  Entry operator*() const { return Entry{key(), value()}; }
+
+ private:
+  friend class Value;
+  Document* m_doc = nullptr;
+  uint64_t m_raw[2] = {0, 0};  // the parser's own iterator
+};
+
+class JSONParser {
+ public:
+  JSONParser();
+  ~JSONParser();
+  JSONParser(const JSONParser&) = delete;
+  JSONParser& operator=(const JSONParser&) = delete;
+
+  // Reads and parses `path`. Returns 0 on success; otherwise the reason is in
+  // tbx::ErrorStorage. `dict` is set to the top-level object, or null when the
+  // top level is something else. A line longer than `maxLineLength` bytes
+  // (0: no limit) fails the parse.
+  int parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength);
+
+ private:
+  std::unique_ptr<Document> m_doc;
+  Value m_top;
+};
+
+struct FWKeys {
+  static const char* const NAMEKEY;
+  static const char* const NODEKEY;
+  static const char* const PROCARRAY;
+};
+
+}  // namespace kit::config

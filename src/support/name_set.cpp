@@ -1,0 +1,36 @@
+#include "support/name_set.h"
+
+#include <cstdlib>
+
+#include "platform/tbx.h"
+
+namespace support {
+
+namespace {
+unsigned s_failuresToInject = 0;
+constexpr std::size_t kReserveBytes = 1 << 20;
+}
+
+void injectAllocationFailures(unsigned count) { s_failuresToInject = count; }
+
+void* allocateOrReport(std::size_t bytes) {
+  const char* const location = "framework/include/common/types/red_black_tree";
+  bool hadReserve = true;
+  for (bool first = true;; first = false) {
+    void* p = nullptr;
+    if (first && s_failuresToInject > 0) --s_failuresToInject;
+    else p = std::malloc(bytes == 0 ? 1 : bytes);
+    if (p != nullptr) {
+      if (!first) tbx::GlobalErrorHandler::reserveEmergencyMemory(kReserveBytes);
+      return p;
+    }
+    // retrying without anything freed in between would never end
+    if (!first && !hadReserve) tbx::GlobalErrorHandler::doAbort(location, 330, "create_node", "need another tree node");
+    hadReserve = tbx::GlobalErrorHandler::hasEmergencyMemory();
+    tbx::GlobalErrorHandler::doOutOfMem(location, 330, "create_node", "need another tree node");
+  }
+}
+
+void release(void* p) noexcept { std::free(p); }
+
+}  // namespace support

@@ -1,0 +1,63 @@
+#!/usr/bin/env python3
+"""Runs one end-to-end case folder against the cfgcheck binary.
+
+A case folder holds the input files, `args` (one argument per line), `stdout`,
+optionally `stderr` (empty when absent) and `status`. An optional `setup` shell
+script runs first in a scratch copy of the folder, for inputs that cannot be
+kept in git (pipes, directories named *.json, huge files). Elapsed times are
+masked as time=N[ms]. With CFGCHECK_UPDATE=1 the expected files are rewritten.
+"""
+import os
+import re
+import shutil
+import subprocess
+import sys
+import tempfile
+
+EXPECTED = ("args", "stdout", "stderr", "status", "setup")
+TIME = re.compile(rb"time=\d+\[ms\]")
+
+
+def main():
+    binary, case = sys.argv[1], sys.argv[2]
+    with open(os.path.join(case, "args"), "rb") as f:
+        args = [a.decode() for a in f.read().split(b"\n")]
+    if args and args[-1] == "":
+        args.pop()
+    with tempfile.TemporaryDirectory() as scratch:
+        work = os.path.join(scratch, "case")
+        shutil.copytree(case, work, symlinks=True,
+                        ignore=lambda d, names: [n for n in names if d == case and n in EXPECTED])
+        setup = os.path.join(case, "setup")
+        if os.path.exists(setup):
+            subprocess.run(["sh", setup], cwd=work, check=True)
+        proc = subprocess.run([binary] + args, cwd=work, capture_output=True, timeout=600)
+    out = TIME.sub(b"time=N[ms]", proc.stdout)
+    err = TIME.sub(b"time=N[ms]", proc.stderr)
+    status = str(proc.returncode).encode() + b"\n"
+
+    def expected(name):
+        path = os.path.join(case, name)
+        return open(path, "rb").read() if os.path.exists(path) else b""
+
+    if os.environ.get("CFGCHECK_UPDATE") == "1":
+        for name, data in (("stdout", out), ("stderr", err), ("status", status)):
+            if data or name != "stderr":
+                open(os.path.join(case, name), "wb").write(data)
+        return 0
+    failed = False
+    for name, actual in (("stdout", out), ("stderr", err), ("status", status)):
+        want = expected(name)
+        if actual != want:
+            failed = True
+            sys.stdout.write(f"--- {name} differs\n")
+            want_lines = want.decode(errors="replace").splitlines()
+            got_lines = actual.decode(errors="replace").splitlines()
+            import difflib
+            for line in difflib.unified_diff(want_lines, got_lines, "expected", "actual", lineterm="", n=2):
+                sys.stdout.write(line[:300] + "\n")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())

@@ -1,0 +1,149 @@
+#include <gtest/gtest.h>
+
+#include "platform/kit_config.h"
+#include "platform/tbx.h"
+#include "test_helpers.h"
+
+using kit::config::Array;
+using kit::config::Dictionary;
+using kit::config::JSONParser;
+using kit::config::Value;
+
+namespace {
+
+struct Parsed {
+  ScratchDir dir;
+  JSONParser parser;
+  Dictionary* dict = nullptr;
+  Array* array = nullptr;
+  int rc = -1;
+  std::string reason;
+  explicit Parsed(const std::string& text, uint32_t limit = 0) {
+    tbx::ErrorStorage::ack();
+    rc = parser.parseFile(dir.write("f.json", text).c_str(), dict, array, limit);
+    if (tbx::ErrorStorage::reason() != nullptr) reason = tbx::ErrorStorage::reason();
+    tbx::ErrorStorage::ack();
+  }
+};
+
+TEST(Value, IntegerReadsOnlyPlain32BitIntegers) {
+  Parsed p(R"({"a":[1,-0,-2147483648,2147483647,2147483648,1.0,1e2,"3",true,null,0.1e-400,9223372036854775808]})");
+  ASSERT_EQ(p.rc, 0);
+  Value a = p.dict->get("a");
+  const int expected_rc[] = {0, 0, 0, 0, 1, 1, 1, 1, 1, 1, 1, 1};
+  const int32_t expected_value[] = {1, 0, INT32_MIN, INT32_MAX};
+  ASSERT_EQ(a.size(), 12u);
+  for (uint32_t i = 0; i < a.size(); ++i) {
+    int32_t v = 77;
+    EXPECT_EQ(a.at(i).getInt(v), expected_rc[i]) << "element " << i;
+    if (i < 4) EXPECT_EQ(v, expected_value[i]);
+  }
+}
+
+TEST(Value, KindsAndAbsentValues) {
+  Parsed p(R"({"s":"x","b":false,"n":null,"o":{"k":1},"l":[]})");
+  ASSERT_EQ(p.rc, 0);
+  const Dictionary& d = *p.dict;
+  std::string s;
+  bool b = true;
+  EXPECT_EQ(d.get("s").getString(s), 0);
+  EXPECT_EQ(s, "x");
+  EXPECT_EQ(d.get("b").getBool(b), 0);
+  EXPECT_FALSE(b);
+  EXPECT_NE(d.get("n").getString(s), 0);
+  EXPECT_NE(d.get("n").getBool(b), 0);
+  EXPECT_TRUE(d.get("n").isPresent());
+  EXPECT_FALSE(d.get("missing").isPresent());
+  EXPECT_FALSE(d.get("s").get("k").isPresent());  // member of a string
+  EXPECT_FALSE(d.get("s").get("k").isDictionary());
+  EXPECT_TRUE(d.get("o").isDictionary());
+  EXPECT_TRUE(d.get("l").isArray());
+  EXPECT_EQ(d.get("o").size(), 0u);
+  EXPECT_FALSE(d.get("l").at(0).isPresent());
+  EXPECT_TRUE(d.get("s").begin() == d.get("s").end());
+  EXPECT_TRUE(Value().begin() == Value().end());
+}
+
+TEST(Value, WalkKeepsFileOrderAndRepeatedKeys) {
+  Parsed p(R"({"z":1,"a":2,"z":3})");
+  ASSERT_EQ(p.rc, 0);
+  std::string keys;
+  for (auto it = p.dict->begin(); it != p.dict->end(); ++it) keys += std::string(it.key());
+  EXPECT_EQ(keys, "zaz");
+  int32_t v = 0;
+  EXPECT_EQ(p.dict->get("z").getInt(v), 0);
+  EXPECT_EQ(v, 1);  // first occurrence
+}
+
+TEST(Value, LargeObjectsAndArraysStayCorrect) {
+  std::string text = "{\"list\":[";
+  for (int i = 0; i < 3000; ++i) text += (i ? "," : "") + std::to_string(i);
+  text += "],\"map\":{";
+  for (int i = 0; i < 300; ++i) text += (i ? ",\"k" : "\"k") + std::to_string(i) + "\":" + std::to_string(i);
+  text += ",\"k7\":-1}}";
+  Parsed p(text);
+  ASSERT_EQ(p.rc, 0);
+  Value list = p.dict->get("list");
+  Value map = p.dict->get("map");
+  int32_t v = 0;
+  for (uint32_t i = 0; i < list.size(); ++i) {  // interleaved walks keep their own cursors
+    ASSERT_EQ(list.at(i).getInt(v), 0);
+    ASSERT_EQ(v, static_cast<int32_t>(i));
+    ASSERT_EQ(map.get("k" + std::to_string(i % 300)).getInt(v), 0);
+    ASSERT_EQ(v, i % 300 == 7 ? 7 : static_cast<int32_t>(i % 300));
+  }
+  EXPECT_EQ(list.at(5).getInt(v), 0);  // going back restarts the walk
+  EXPECT_EQ(v, 5);
+  EXPECT_FALSE(map.get("k300").isPresent());
+}
+
+TEST(Parser, TopLevelKinds) {
+  Parsed arr("[1,2]");
+  EXPECT_EQ(arr.rc, 0);
+  EXPECT_EQ(arr.dict, nullptr);
+  Parsed scalar("\xEF\xBB\xBF 42 ");
+  EXPECT_EQ(scalar.rc, 0);
+  EXPECT_EQ(scalar.dict, nullptr);
+  Parsed obj("{}");
+  ASSERT_NE(obj.dict, nullptr);
+}
+
+TEST(Parser, ReasonsNameThePlace) {
+  EXPECT_EQ(Parsed("{\n  \"a\": 1\n  \"b\": 2\n}").reason.rfind("line 3, column 3: ", 0), 0u);
+  EXPECT_EQ(Parsed("[1e400]").reason, "line 1, column 2: number out of range: 1e400");
+  EXPECT_EQ(Parsed("\n[18446744073709551616]").reason,
+            "line 2, column 2: integer too large for 64 bits: 18446744073709551616");
+  EXPECT_EQ(Parsed(std::string(1025, '[') + std::string(1025, ']')).reason,
+            "line 1, column 1025: nesting deeper than 1024 levels");
+  EXPECT_EQ(Parsed(std::string(1024, '[') + std::string(1024, ']')).rc, 0);
+  EXPECT_NE(Parsed("[\"\xff\"]").reason.find("line 1, column "), std::string::npos);
+  EXPECT_NE(Parsed("").reason.find("line 1, column 1: "), std::string::npos);
+}
+
+TEST(Parser, LineLengthLimit) {
+  EXPECT_EQ(Parsed("[1,\n 2]", 3).rc, 0);
+  EXPECT_EQ(Parsed("[1,\r\n22]\r\n", 3).rc, 0);  // CR before LF does not count
+  EXPECT_EQ(Parsed("[1,\n 22]", 3).reason, "line 2 is 4 characters long, more than the limit of 3");
+  EXPECT_EQ(Parsed("[1,\n 2,\r\r\n3]", 3).reason, "line 2 is 4 characters long, more than the limit of 3");
+  std::string many;
+  for (int i = 0; i < 1000; ++i) many += "[1, \n";
+  EXPECT_EQ(Parsed(many + "xxxxxx", 5).reason, "line 1001 is 6 characters long, more than the limit of 5");
+  EXPECT_EQ(Parsed(many + "xxxxx", 5).reason.find("limit"), std::string::npos);
+  EXPECT_EQ(Parsed(std::string(300, ' ') + "1", 0).rc, 0);  // 0: no limit
+}
+
+TEST(Parser, UnreadablePaths) {
+  JSONParser parser;
+  Dictionary* d = nullptr;
+  Array* a = nullptr;
+  EXPECT_NE(parser.parseFile("/nonexistent/x.json", d, a, 0), 0);
+  EXPECT_STREQ(tbx::ErrorStorage::reason(), "can't read file: No such file or directory");
+  EXPECT_NE(parser.parseFile("/tmp", d, a, 0), 0);
+  EXPECT_STREQ(tbx::ErrorStorage::reason(), "can't read file: it is a directory");
+  EXPECT_NE(parser.parseFile("/dev/null", d, a, 0), 0);
+  EXPECT_STREQ(tbx::ErrorStorage::reason(), "can't read file: it is a device");
+  tbx::ErrorStorage::ack();
+  EXPECT_EQ(tbx::ErrorStorage::reason(), nullptr);
+}
+
+}  // namespace
