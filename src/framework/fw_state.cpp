@@ -11,4 +11,11 @@ support::NameSet IpConnections;
 support::NameSet ResmanPaths;
 bool Verbose = false;
 
+void resetState() {
+  for (support::NameSet* set : {&ProcessKeys, &NodeNames, &ProcessNames, &ApplicationNames, &IpConnections, &ResmanPaths})
+    set->destroy();
+  ProcessIds.destroy();
+  Verbose = false;
+}
+
 }  // namespace framework

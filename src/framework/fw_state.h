@@ -15,4 +15,7 @@ extern support::NameSet IpConnections;     // "address:port" per process
 extern support::NameSet ResmanPaths;       // "root:path" per process
 extern bool Verbose;
 
+// Empties the sets, for tools that run several checks in one process.
+void resetState();
+
 }  // namespace framework

@@ -29,6 +29,12 @@ class ostream {
   ostream& operator<<(ostream& (*manip)(ostream&)) { return manip(*this); }
 
   void flush();
+  // Sends the stream to another descriptor (tools that run cfgcheck in-process).
+  void redirect(int fd) {
+    flush();
+    m_fd = fd;
+    m_failed = false;
+  }
   // After a failed write (a closed pipe) the stream drops further output.
   bool failed() const { return m_failed; }
 
