@@ -5,7 +5,11 @@ A case folder holds the input files, `args` (one argument per line), `stdout`,
 optionally `stderr` (empty when absent) and `status`. An optional `setup` shell
 script runs first in a scratch copy of the folder, for inputs that cannot be
 kept in git (pipes, directories named *.json, huge files). Elapsed times are
-masked as time=N[ms]. With CFGCHECK_UPDATE=1 the expected files are rewritten.
+masked as time=N[ms]. A `sorted` file makes the comparison ignore line order
+(directory listings come in the system's order). A `limit_as_mb` file runs the
+program under that address-space limit (skipped in sanitizer builds, whose
+shadow memory needs more). With CFGCHECK_UPDATE=1 the expected files are
+rewritten.
 """
 import os
 import re
@@ -14,7 +18,8 @@ import subprocess
 import sys
 import tempfile
 
-EXPECTED = ("args", "stdout", "stderr", "status", "setup")
+EXPECTED = ("args", "stdout", "stderr", "status", "setup", "sorted", "limit_as_mb")
+SKIPPED = 77
 TIME = re.compile(rb"time=\d+\[ms\]")
 
 
@@ -31,10 +36,24 @@ def main():
         setup = os.path.join(case, "setup")
         if os.path.exists(setup):
             subprocess.run(["sh", setup], cwd=work, check=True)
-        proc = subprocess.run([binary] + args, cwd=work, capture_output=True, timeout=600)
+        limit = None
+        if os.path.exists(os.path.join(case, "limit_as_mb")):
+            if os.environ.get("CFGCHECK_SANITIZED") == "1":
+                return SKIPPED
+            limit = int(open(os.path.join(case, "limit_as_mb")).read()) << 20
+
+        def apply_limit():
+            if limit:
+                import resource
+                resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
+
+        proc = subprocess.run([binary] + args, cwd=work, capture_output=True, timeout=600,
+                              preexec_fn=apply_limit)
     out = TIME.sub(b"time=N[ms]", proc.stdout)
     err = TIME.sub(b"time=N[ms]", proc.stderr)
     status = str(proc.returncode).encode() + b"\n"
+    if os.path.exists(os.path.join(case, "sorted")):
+        out = b"".join(sorted(out.splitlines(keepends=True)))
 
     def expected(name):
         path = os.path.join(case, name)

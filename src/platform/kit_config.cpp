@@ -386,6 +386,9 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
     simdjson::error_code err = slot.parser.parse(buf, len, false).get(root);
     if (err) {
       tbx::ErrorStorage::record(parseFailureReason(err, buf, len));
+      // After a failed allocation the parser believes it has the room it was
+      // refused and would write through a null tape on its next use.
+      if (err == simdjson::MEMALLOC) m_doc->slot.reset();
       return 1;
     }
     m_doc->root = root;

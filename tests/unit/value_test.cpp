@@ -36,7 +36,9 @@ TEST(Value, IntegerReadsOnlyPlain32BitIntegers) {
   for (uint32_t i = 0; i < a.size(); ++i) {
     int32_t v = 77;
     EXPECT_EQ(a.at(i).getInt(v), expected_rc[i]) << "element " << i;
-    if (i < 4) EXPECT_EQ(v, expected_value[i]);
+    if (i < 4) {
+      EXPECT_EQ(v, expected_value[i]);
+    }
   }
 }
 
@@ -77,9 +79,15 @@ TEST(Value, WalkKeepsFileOrderAndRepeatedKeys) {
 
 TEST(Value, LargeObjectsAndArraysStayCorrect) {
   std::string text = "{\"list\":[";
-  for (int i = 0; i < 3000; ++i) text += (i ? "," : "") + std::to_string(i);
+  for (int i = 0; i < 3000; ++i) {
+    if (i) text += ',';
+    text += std::to_string(i);
+  }
   text += "],\"map\":{";
-  for (int i = 0; i < 300; ++i) text += (i ? ",\"k" : "\"k") + std::to_string(i) + "\":" + std::to_string(i);
+  for (int i = 0; i < 300; ++i) {
+    text += i ? ",\"k" : "\"k";
+    text += std::to_string(i) + "\":" + std::to_string(i);
+  }
   text += ",\"k7\":-1}}";
   Parsed p(text);
   ASSERT_EQ(p.rc, 0);
@@ -89,7 +97,9 @@ TEST(Value, LargeObjectsAndArraysStayCorrect) {
   for (uint32_t i = 0; i < list.size(); ++i) {  // interleaved walks keep their own cursors
     ASSERT_EQ(list.at(i).getInt(v), 0);
     ASSERT_EQ(v, static_cast<int32_t>(i));
-    ASSERT_EQ(map.get("k" + std::to_string(i % 300)).getInt(v), 0);
+    std::string key = "k";
+    key += std::to_string(i % 300);
+    ASSERT_EQ(map.get(key).getInt(v), 0);
     ASSERT_EQ(v, i % 300 == 7 ? 7 : static_cast<int32_t>(i % 300));
   }
   EXPECT_EQ(list.at(5).getInt(v), 0);  // going back restarts the walk

@@ -1,0 +1,60 @@
+// Shared set-up of the fuzz targets: a scratch directory holding a sound
+// system, output sent nowhere, and a fresh run per input.
+#pragma once
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "driver/run.h"
+#include "framework/fw_state.h"
+#include "platform/tbx.h"
+
+namespace fuzzing {
+
+inline const char* const kKnownNames[] = {"framework.json", "servicemgr.json", "servicemgr_restart.json",
+                                          "uvkstartup.json"};
+
+inline std::string readFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  std::stringstream ss;
+  ss << in.rdbuf();
+  return ss.str();
+}
+
+inline void writeFile(const std::string& path, const char* data, size_t size) {
+  std::ofstream(path, std::ios::binary | std::ios::trunc).write(data, static_cast<std::streamsize>(size));
+}
+
+struct Sandbox {
+  std::string dir;
+  std::vector<std::string> sound;  // the sound content of each known file
+
+  Sandbox() {
+    char tmpl[] = "/tmp/cfgcheck-fuzz-XXXXXX";
+    dir = mkdtemp(tmpl);
+    for (const char* name : kKnownNames) {
+      sound.push_back(readFile(std::string(CFGCHECK_SOUND_DIR) + "/" + name));
+      writeFile(dir + "/" + name, sound.back().data(), sound.back().size());
+    }
+    // nothing the run prints is of interest; a blocked terminal must not stall it
+    int devnull = open("/dev/null", O_RDWR);
+    tbx::cout.redirect(devnull);
+    tbx::cerr.redirect(devnull);
+    dup2(devnull, 0);
+  }
+
+  int run(const std::vector<std::string>& args) {
+    std::vector<const char*> argv{"cfgcheck"};
+    for (const std::string& a : args) argv.push_back(a.c_str());
+    framework::resetState();
+    return driver::run(static_cast<int>(argv.size()), argv.data());
+  }
+};
+
+}  // namespace fuzzing

@@ -1,0 +1,50 @@
+#!/usr/bin/env bash
+# Builds the fuzz targets (clang, ASan + UBSan) and runs each for SECONDS
+# (default 60), after replaying the kept regression inputs.
+#   fuzz/run.sh [SECONDS]
+set -euo pipefail
+cd "$(dirname "$0")/.."
+seconds=${1:-60}
+build=build-fuzz
+if [ ! -f $build/CMakeCache.txt ]; then
+  CC=clang-14 CXX=clang++-14 cmake -S . -B $build -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+    -DCFGCHECK_FUZZ=ON -DCFGCHECK_SANITIZE=ON -DCFGCHECK_TESTS=OFF >/dev/null
+fi
+cmake --build $build -j2 --target fuzz_known_files fuzz_command_line
+for target in known_files command_line; do
+  corpus=fuzz/corpus-$target
+  mkdir -p "$corpus"
+  if [ "$target" = known_files ] && [ -z "$(ls -A "$corpus")" ]; then
+    # seeds: each sound file as itself (first byte selects which file the data replaces)
+    i=0
+    for name in framework.json servicemgr.json servicemgr_restart.json uvkstartup.json; do
+      [ -f examples/sound/$name ] && { printf "\\x$(printf %02x $i)"; cat examples/sound/$name; } > "$corpus/seed-$name"
+      i=$((i + 1))
+    done
+    for f in examples/broken/*.json; do
+      [ -f "$f" ] && { printf '\x00'; cat "$f"; } > "$corpus/broken-$(basename "$f")"
+    done
+    n=0
+    for f in ../shared/jsontestsuite/test_parsing/*.json; do
+      [ -f "$f" ] || continue
+      { printf "\\x$(printf %02x $((n % 4)))"; cat "$f"; } > "$corpus/suite-$n"
+      n=$((n + 1))
+    done
+  fi
+  if [ "$target" = command_line ] && [ -z "$(ls -A "$corpus")" ]; then
+    printf -- '--file\0framework.json\0--file\0servicemgr.json\0--transport' > "$corpus/seed-files"
+    printf -- '--dir\0.\0--maxlinelength\0-1\0--verbose' > "$corpus/seed-dir"
+    printf -- '--file\0sub.json\0--file\0broken.json\0--file\0' > "$corpus/seed-bad"
+  fi
+  regressions=(fuzz/regressions/$target/*)
+  if [ -e "${regressions[0]}" ]; then
+    ./$build/fuzz/fuzz_$target "${regressions[@]}" >/dev/null 2>&1 || { echo "regression input fails: $target"; exit 1; }
+  fi
+  ./$build/fuzz/fuzz_$target "$corpus" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 \
+    -artifact_prefix=fuzz/crash-$target- -print_final_stats=1 2>&1 | grep -E "^(stat::number_of_executed_units|INFO: Running|==|SUMMARY)" || true
+  if ls fuzz/crash-$target-* >/dev/null 2>&1; then
+    echo "fuzz target $target found a crash: $(ls fuzz/crash-$target-*)"
+    exit 1
+  fi
+done
+echo "fuzz: no crash"
