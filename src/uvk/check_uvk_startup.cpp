@@ -1,7 +1,166 @@
 #include "uvk/check_uvk_startup.h"
 
+#include <algorithm>
+#include <array>
+#include <string>
+#include <string_view>
+
+#include "commands/check_command_list.h"
+#include "platform/tbx.h"
+#include "support/reparse.h"
+#include "uvk/check_launcher_config.h"
+
 namespace uvk {
 
-int checkUVKStartup(const char*) { return 0; }
+using kit::config::Value;
+
+namespace {
+
+enum class Rule {
+  Launcher,     // checkLauncherConfig
+  CommandList,  // labelled with its key, tagged "UVK::" + key
+  Systracker,   // a dictionary with a string "filename"
+  StartupMode,  // names one of the start-up lists
+  Bool,         // boolean, reported as "bool value"
+  Boolean,      // boolean, reported as "boolean value"
+  Version,      // integer, 0 or more
+  Positive,     // integer, more than 0
+  NotNegative,  // integer, 0 or more, with separate type and range reports
+};
+
+struct TopEntry {
+  std::string_view key;
+  Rule rule;
+  bool required;
+  std::string_view item = {};  // the name reports use, when not the key
+};
+
+// Sorted by key for the lookup; required entries are reported missing in this order.
+constexpr TopEntry kTopEntries[] = {
+    {"default_startup_mode", Rule::StartupMode, false},
+    {"dm_supervision_enabled", Rule::Boolean, false},
+    {"domain_request_timeout", Rule::Positive, false},
+    {"hmi_errordump_port", Rule::NotNegative, false},
+    {"hmi_supervision_ms", Rule::NotNegative, false},
+    {"irc_disabled", Rule::Bool, false},
+    {"launcher", Rule::Launcher, true},
+    {"on_fastshutdown", Rule::CommandList, false},
+    {"on_postdomain", Rule::CommandList, false},
+    {"on_restart", Rule::CommandList, false},
+    {"on_shutdown", Rule::CommandList, true},
+    {"on_startup_download", Rule::CommandList, false},
+    {"on_startup_kt_production", Rule::CommandList, false},
+    {"on_startup_normal", Rule::CommandList, false},
+    {"send_indication_unrecoverable", Rule::Boolean, false},
+    {"systracker", Rule::Systracker, false},
+    {"uvksystem_expected_sec", Rule::NotNegative, false},
+    {"version", Rule::Version, true},
+    // Its reports keep their established spelling "occ".
+    {"wait_for_ooc", Rule::Bool, false, "wait_for_occ"},
+    {"wait_for_ooc_timeout_ms", Rule::NotNegative, false},
+};
+
+static_assert(std::is_sorted(std::begin(kTopEntries), std::end(kTopEntries),
+                             [](const TopEntry& a, const TopEntry& b) { return a.key < b.key; }));
+
+const TopEntry* findTopEntry(std::string_view key) {
+  auto it = std::lower_bound(std::begin(kTopEntries), std::end(kTopEntries), key,
+                             [](const TopEntry& e, std::string_view k) { return e.key < k; });
+  return it != std::end(kTopEntries) && it->key == key ? it : nullptr;
+}
+
+bool isStartupMode(std::string_view mode) {
+  return mode == "on_startup_normal" || mode == "on_startup_download" || mode == "on_startup_kt_production";
+}
+
+// Returns 1 when the entry's value breaks its rule, after reporting it.
+int checkTopEntry(const TopEntry& entry, const Value& value) {
+  std::string_view item = entry.item.empty() ? entry.key : entry.item;
+  tbx::ostream& out = tbx::cout;
+  int32_t number = 0;
+  switch (entry.rule) {
+    case Rule::Launcher:
+      return checkLauncherConfig(value);
+    case Rule::CommandList:
+      return commands::checkCommandList(value, entry.key, "UVK::" + std::string(entry.key));
+    case Rule::Systracker: {
+      std::string filename;
+      if (!value.isDictionary()) {
+        out << "  ?  UVK: item 'systracker' is not a dictionary" << tbx::endl;
+      } else if (value.get("filename").getString(filename) != 0) {
+        out << "  ?  UVK: missing entry 'filename' in item 'systracker'" << tbx::endl;
+      } else {
+        return 0;
+      }
+      return 1;
+    }
+    case Rule::StartupMode: {
+      std::string mode;
+      if (value.getString(mode) != 0) {
+        out << "  ?  UVK: item '" << item << "' is not a string" << tbx::endl;
+      } else if (!isStartupMode(mode)) {
+        out << "  ?  UVK: item '" << item << "' contains an undefined value '" << mode << "'" << tbx::endl;
+      } else {
+        return 0;
+      }
+      return 1;
+    }
+    case Rule::Bool:
+    case Rule::Boolean: {
+      bool flag = false;
+      if (value.getBool(flag) == 0) return 0;
+      out << "  ?  UVK: item '" << item << (entry.rule == Rule::Bool ? "' is not a bool value" : "' is not a boolean value")
+          << tbx::endl;
+      return 1;
+    }
+    case Rule::Version:
+      number = -1;
+      if (value.getInt(number) == 0 && number >= 0) return 0;
+      out << "  ?  UVK: item '" << item << "' missing or less than 0" << tbx::endl;
+      return 1;
+    case Rule::Positive:
+      number = -1;
+      if (value.getInt(number) == 0 && number > 0) return 0;
+      out << "  ?  UVK: item '" << item << "' is not an integer value or less or equal than 0" << tbx::endl;
+      return 1;
+    case Rule::NotNegative:
+      if (value.getInt(number) != 0) {
+        out << "  ?  UVK: item '" << item << "' is not an integer value" << tbx::endl;
+      } else if (number < 0) {
+        out << "  ?  UVK: item '" << item << "' is a negative value" << tbx::endl;
+      } else {
+        return 0;
+      }
+      return 1;
+  }
+  return 0;
+}
+
+}  // namespace
+
+int checkUVKStartup(const char* path) {
+  kit::config::JSONParser parser;
+  const kit::config::Dictionary* top = support::reparse(parser, path, "checkUVKStartup");
+  if (top == nullptr) return 1;
+  std::array<bool, std::size(kTopEntries)> seen{};
+  int result = 0;
+  for (auto it = top->begin(); it != top->end(); ++it) {
+    const TopEntry* entry = findTopEntry(it.key());
+    if (entry == nullptr) {
+      tbx::cout << "[checkUVKStartup]: undefined entry '" << it.key() << "' found" << tbx::endl;
+      result = 1;
+      continue;
+    }
+    // A required entry counts as present even when its value is wrong.
+    seen[entry - kTopEntries] = true;
+    result |= checkTopEntry(*entry, it.value());
+  }
+  for (std::size_t i = 0; i < std::size(kTopEntries); ++i) {
+    if (!kTopEntries[i].required || seen[i]) continue;
+    tbx::cout << "[checkUVKStartup]: entry '" << kTopEntries[i].key << "' is missing" << tbx::endl;
+    result = 1;
+  }
+  return result;
+}
 
 }  // namespace uvk
