@@ -34,11 +34,14 @@ const char* const kFramework = R"({
     {"name": "e", "node": "beta", "transport": {"comm": {"*": {"tcpip": {}}}}},
     {"name": "f", "node": "alpha", "transport": {"comm": {"beta": {"resman": {}}}}},
     {"name": "g", "transport": {"comm": {"*": {"resman": {"path": "g"}}}}},
+    {"name": "h", "node": "gamma"},
     {"name": "traceserver", "node": "beta", "transport": {"tracing": {"*": {"tcpip": {"port": 99}}}}},
     {"name": "a", "node": "beta", "transport": {"comm": {}}}
   ]
 })";
 
+// Each query gives "<status>" then ": " and the records or the reason, so that
+// a whole answer is compared at once.
 struct Service {
   ScratchDir dir;
   TransportConfig& config = TransportConfig::getInstance();
@@ -47,104 +50,62 @@ struct Service {
     EXPECT_EQ(config.init(""), 0);
   }
 
-  // The status, with the pending reason taken out of the error store.
-  int spawn(const std::string& node, const std::string& name, std::vector<Record>& out, std::string& reason,
-            const std::string& channel = "comm") {
+  std::string spawn(const std::string& node, const std::string& name, const std::string& channel = "comm") {
+    std::vector<Record> out;
     int rc = config.getSpawnConnectionConfigs(node, name, channel, out);
-    take(reason);
-    return rc;
+    std::string answer = std::to_string(rc) + ":";
+    for (const Record& r : out) answer.append(" ").append(describe(r));
+    return answer + takeReason();
   }
-  int single(const std::string& from, const std::string& to, Record& out, std::string& reason,
-             const std::string& channel = "comm") {
-    int rc = config.getSingleConnectionConfig(from, to, channel, out);
-    take(reason);
-    return rc;
+  std::string single(const std::string& from, const std::string& to, const std::string& channel = "comm") {
+    Record r;
+    int rc = config.getSingleConnectionConfig(from, to, channel, r);
+    return std::to_string(rc) + ": " + describe(r) + takeReason();
   }
-  static void take(std::string& reason) {
+  static std::string describe(const Record& r) {
+    return std::to_string(r.type) + " " + r.address + " " + std::to_string(r.port);
+  }
+  static std::string takeReason() {
     const char* text = tbx::ErrorStorage::reason();
-    reason = text != nullptr ? text : "";
+    std::string reason = text != nullptr ? std::string(" / ") + text : "";
     tbx::ErrorStorage::ack();
+    return reason;
   }
 };
 
-std::string describe(const Record& r) { return std::to_string(r.type) + " " + r.address + " " + std::to_string(r.port); }
-
 TEST(TransportConfig, SpawnTakesStarAndDeclaredNodesInFileOrder) {
   Service s;
-  std::vector<Record> out;
-  std::string reason;
-  ASSERT_EQ(s.spawn("alpha", "a", out, reason), 2) << reason;
   // "ghost" is undeclared, "gamma" is no dictionary, "alpha" offers no endpoint.
-  ASSERT_EQ(out.size(), 2u);
-  EXPECT_EQ(describe(out[0]), "1 10.0.0.2 10");
-  EXPECT_EQ(describe(out[1]), "1 10.0.0.1 10");
-  EXPECT_EQ(reason, "");
-
-  // The resman endpoint towards alpha resolves, then "*" finds no address on beta.
-  EXPECT_EQ(s.spawn("beta", "b", out, reason), -1);
-  EXPECT_EQ(reason, "process 'b' has no tcp/ip address for node '*'");
+  EXPECT_EQ(s.spawn("alpha", "a"), "2: 1 10.0.0.2 10 1 10.0.0.1 10");
+  EXPECT_EQ(s.spawn("beta", "traceserver", "tracing"), "1: 1 10.9.9.9 99");
+  EXPECT_EQ(s.spawn("beta", "traceserver"), "0:");  // no "comm" section
 }
 
 TEST(TransportConfig, SpawnFailuresNameTheirCause) {
   Service s;
-  std::vector<Record> out;
-  std::string reason;
-  EXPECT_EQ(s.spawn("alpha", "x", out, reason), -1);
-  EXPECT_EQ(reason, "unknown process 'x'");
-  EXPECT_EQ(s.spawn("beta", "a", out, reason), -1);  // the first entry named "a" runs on alpha
-  EXPECT_EQ(reason, "process 'a' runs on node 'alpha', not on 'beta'");
-  EXPECT_EQ(s.spawn("", "g", out, reason), -1);
-  EXPECT_EQ(reason, "process 'g' has no 'node'");
-  EXPECT_EQ(s.spawn("alpha", "f", out, reason), -1);
-  EXPECT_EQ(reason, "process 'f' has no resman path for node 'beta'");
-  EXPECT_EQ(s.spawn("beta", "e", out, reason), -1);
-  EXPECT_EQ(reason, "process 'e' has no tcp/ip port for node '*'");
-  EXPECT_EQ(s.spawn("beta", "c", out, reason), -1);
-  EXPECT_EQ(reason, "process 'c' has no tcp/ip address for node '*'");
-  EXPECT_EQ(s.spawn("beta", "traceserver", out, reason, "tracing"), 1) << reason;
-  EXPECT_EQ(describe(out.back()), "1 10.9.9.9 99");
-  EXPECT_EQ(s.spawn("beta", "traceserver", out, reason), 0);  // no "comm" section
-}
-
-TEST(TransportConfig, SpawnNeedsTheNodeDeclared) {
-  Service s(R"({"nodes": {"n": 1}, "procs": [{"name": "p", "node": "n", "transport": {"comm": {}}}]})");
-  std::vector<Record> out;
-  std::string reason;
-  EXPECT_EQ(s.spawn("n", "p", out, reason), -1);
-  EXPECT_EQ(reason, "node 'n' is not defined in 'nodes'");
+  EXPECT_EQ(s.spawn("alpha", "x"), "-1: / unknown process 'x'");
+  // The first entry named "a" is the process.
+  EXPECT_EQ(s.spawn("beta", "a"), "-1: / process 'a' runs on node 'alpha', not on 'beta'");
+  EXPECT_EQ(s.spawn("", "g"), "-1: / process 'g' has no 'node'");
+  EXPECT_EQ(s.spawn("gamma", "h"), "-1: / node 'gamma' is not defined in 'nodes'");
+  EXPECT_EQ(s.spawn("alpha", "f"), "-1: / process 'f' has no resman path for node 'beta'");
+  EXPECT_EQ(s.spawn("beta", "e"), "-1: / process 'e' has no tcp/ip port for node '*'");
+  EXPECT_EQ(s.spawn("beta", "c"), "-1: / process 'c' has no tcp/ip address for node '*'");
 }
 
 TEST(TransportConfig, SingleAsksTheSecondProcessForTheFirstOnesNode) {
   Service s;
-  Record r;
-  std::string reason;
-  // b offers alpha a resource manager path; the root on beta gets one slash added.
-  ASSERT_EQ(s.single("a", "b", r, reason), 1) << reason;
-  EXPECT_EQ(describe(r), "2 /dev/fw/b 4294967295");
-  // c has only "*": its node beta gives no "*" address.
-  r = Record();
-  EXPECT_EQ(s.single("a", "c", r, reason), -1);
-  EXPECT_EQ(reason, "process 'c' has no tcp/ip address for node '*'");
-  r = Record();
-  ASSERT_EQ(s.single("b", "a", r, reason), 1) << reason;
-  EXPECT_EQ(describe(r), "1 10.0.0.2 10");
+  EXPECT_EQ(s.single("a", "b"), "1: 2 /dev/fw/b 4294967295");
+  EXPECT_EQ(s.single("a", "c"), "-1: 0  4294967295 / process 'c' has no tcp/ip address for node '*'");
   // d names alpha without an endpoint: no fallback to "*".
-  r = Record();
-  EXPECT_EQ(s.single("a", "d", r, reason), 0);
-  EXPECT_EQ(describe(r), "0  4294967295");
-  // g has no node: only the "*" entry of the second process applies.
-  r = Record();
-  ASSERT_EQ(s.single("g", "d", r, reason), 1) << reason;
-  EXPECT_EQ(describe(r), "1 10.0.0.1 40");
-  r = Record();
-  ASSERT_EQ(s.single("a", "g", r, reason), 1) << reason;
-  EXPECT_EQ(describe(r), "2 g 4294967295");  // no node, no root
-  EXPECT_EQ(s.single("a", "f", r, reason), 0);  // nothing for alpha
-  EXPECT_EQ(s.single("a", "traceserver", r, reason, "tracing"), 1);
-  EXPECT_EQ(s.single("y", "a", r, reason), -1);
-  EXPECT_EQ(reason, "unknown process 'y'");
-  EXPECT_EQ(s.single("a", "z", r, reason), -1);
-  EXPECT_EQ(reason, "unknown process 'z'");
+  EXPECT_EQ(s.single("a", "d"), "0: 0  4294967295");
+  EXPECT_EQ(s.single("a", "f"), "0: 0  4294967295");
+  // Without a node only the "*" entry of the second process applies...
+  EXPECT_EQ(s.single("g", "d"), "1: 1 10.0.0.1 40");
+  // ...and a second process without a node has no root path.
+  EXPECT_EQ(s.single("a", "g"), "1: 2 g 4294967295");
+  EXPECT_EQ(s.single("y", "a"), "-1: 0  4294967295 / unknown process 'y'");
+  EXPECT_EQ(s.single("a", "z"), "-1: 0  4294967295 / unknown process 'z'");
 }
 
 TEST(TransportConfig, ResmanRootAndPathMeetAtOneSlash) {
@@ -152,39 +113,30 @@ TEST(TransportConfig, ResmanRootAndPathMeetAtOneSlash) {
     const char* root;
     const char* path;
     const char* expected;
-  } cases[] = {{"\"/dev/fw/\"", "a", "/dev/fw/a"}, {"\"/dev/fw\"", "/a", "/dev/fw/a"},
-               {"\"/dev/fw\"", "a", "/dev/fw/a"}, {"\"/dev/fw//\"", "//a", "/dev/fw/a"},
-               {"\"/\"", "a", "/a"},                {"\"\"", "/a", "/a"},
-               {"5", "a", "a"}};
+  } cases[] = {{"\"/dev/fw/\"", "a", "/dev/fw/a"},
+               {"\"/dev/fw\"", "/a", "/dev/fw/a"},
+               {"\"/dev/fw//\"", "//a", "/dev/fw/a"},
+               {"5", "/a", "/a"}};
   for (const Case& c : cases) {
     std::string text = std::string(R"({"nodes": {"n": {"transport": {"comm": {"n": {"resman": {"root_path": )") +
-                       c.root + R"(}}}}}}, "procs": [{"name": "p", "node": "n", "transport": {"comm": {"n": {"resman": {"path": ")" +
-                       c.path + R"("}}}}}]})";
+                       c.root + R"(}}}}}}, "procs": [{"name": "p", "node": "n", "transport": {"comm": )" +
+                       R"({"n": {"resman": {"path": ")" + c.path + R"("}}}}}]})";
     Service s(text.c_str());
-    Record r;
-    std::string reason;
-    ASSERT_EQ(s.single("p", "p", r, reason), 1) << reason;
-    EXPECT_EQ(r.address, c.expected) << c.root << " + " << c.path;
+    EXPECT_EQ(s.single("p", "p"), std::string("1: 2 ") + c.expected + " 4294967295") << c.root << " + " << c.path;
   }
 }
 
 TEST(TransportConfig, InitReplacesWhatWasRead) {
-  Service first;
-  ScratchDir other;
-  std::string path = other.write("x.json", R"({"nodes": {"n": {}}, "procs": [{"name": "q", "node": "n"}]})");
-  TransportConfig& config = TransportConfig::getInstance();
-  ASSERT_EQ(config.init(path.c_str()), 0);
-  std::vector<Record> out;
-  std::string reason;
-  EXPECT_EQ(first.spawn("n", "q", out, reason), 0) << reason;
-  EXPECT_EQ(first.spawn("alpha", "a", out, reason), -1);
+  Service s;
+  std::string path = s.dir.write("x.json", R"({"nodes": {"n": {}}, "procs": [{"name": "q", "node": "n"}]})");
+  ASSERT_EQ(s.config.init(path.c_str()), 0);
+  EXPECT_EQ(s.spawn("n", "q"), "0:");
+  EXPECT_EQ(s.spawn("alpha", "a"), "-1: / unknown process 'a'");
 
-  path = other.write("y.json", "[1]");
-  ASSERT_EQ(config.init(path.c_str()), 0);
-  EXPECT_EQ(first.spawn("n", "q", out, reason), -1);
-  EXPECT_EQ(config.init((other.path + "/missing.json").c_str()), -1);
-  EXPECT_NE(tbx::ErrorStorage::reason(), nullptr);
-  tbx::ErrorStorage::ack();
+  ASSERT_EQ(s.config.init(s.dir.write("y.json", "[1]").c_str()), 0);  // no object: no processes
+  EXPECT_EQ(s.spawn("n", "q"), "-1: / unknown process 'q'");
+  EXPECT_EQ(s.config.init((s.dir.path + "/missing.json").c_str()), -1);
+  EXPECT_NE(Service::takeReason(), "");
 }
 
 }  // namespace
