@@ -81,31 +81,39 @@ TEST(TransportConfig, SpawnTakesStarAndDeclaredNodesInFileOrder) {
   EXPECT_EQ(s.spawn("beta", "traceserver"), "0:");  // no "comm" section
 }
 
-TEST(TransportConfig, SpawnFailuresNameTheirCause) {
-  Service s;
-  EXPECT_EQ(s.spawn("alpha", "x"), "-1: / unknown process 'x'");
-  // The first entry named "a" is the process.
-  EXPECT_EQ(s.spawn("beta", "a"), "-1: / process 'a' runs on node 'alpha', not on 'beta'");
-  EXPECT_EQ(s.spawn("", "g"), "-1: / process 'g' has no 'node'");
-  EXPECT_EQ(s.spawn("gamma", "h"), "-1: / node 'gamma' is not defined in 'nodes'");
-  EXPECT_EQ(s.spawn("alpha", "f"), "-1: / process 'f' has no resman path for node 'beta'");
-  EXPECT_EQ(s.spawn("beta", "e"), "-1: / process 'e' has no tcp/ip port for node '*'");
-  EXPECT_EQ(s.spawn("beta", "c"), "-1: / process 'c' has no tcp/ip address for node '*'");
-}
+// Spawn queries (node, process) and single queries (from, to) on "comm".
+struct Query {
+  bool spawn;
+  const char* first;
+  const char* second;
+  const char* answer;
+} const kQueries[] = {
+    {true, "alpha", "x", "-1: / unknown process 'x'"},
+    // The first entry named "a" is the process.
+    {true, "beta", "a", "-1: / process 'a' runs on node 'alpha', not on 'beta'"},
+    {true, "", "g", "-1: / process 'g' has no 'node'"},
+    {true, "gamma", "h", "-1: / node 'gamma' is not defined in 'nodes'"},
+    {true, "alpha", "f", "-1: / process 'f' has no resman path for node 'beta'"},
+    {true, "beta", "e", "-1: / process 'e' has no tcp/ip port for node '*'"},
+    {true, "beta", "c", "-1: / process 'c' has no tcp/ip address for node '*'"},
+    {false, "a", "b", "1: 2 /dev/fw/b 4294967295"},
+    {false, "a", "c", "-1: 0  4294967295 / process 'c' has no tcp/ip address for node '*'"},
+    // d names alpha without an endpoint: no fallback to "*".
+    {false, "a", "d", "0: 0  4294967295"},
+    {false, "a", "f", "0: 0  4294967295"},
+    // Without a node only the "*" entry of the second process applies...
+    {false, "g", "d", "1: 1 10.0.0.1 40"},
+    // ...and a second process without a node has no root path.
+    {false, "a", "g", "1: 2 g 4294967295"},
+    {false, "y", "a", "-1: 0  4294967295 / unknown process 'y'"},
+    {false, "a", "z", "-1: 0  4294967295 / unknown process 'z'"},
+};
 
-TEST(TransportConfig, SingleAsksTheSecondProcessForTheFirstOnesNode) {
+TEST(TransportConfig, AnswersAndReasons) {
   Service s;
-  EXPECT_EQ(s.single("a", "b"), "1: 2 /dev/fw/b 4294967295");
-  EXPECT_EQ(s.single("a", "c"), "-1: 0  4294967295 / process 'c' has no tcp/ip address for node '*'");
-  // d names alpha without an endpoint: no fallback to "*".
-  EXPECT_EQ(s.single("a", "d"), "0: 0  4294967295");
-  EXPECT_EQ(s.single("a", "f"), "0: 0  4294967295");
-  // Without a node only the "*" entry of the second process applies...
-  EXPECT_EQ(s.single("g", "d"), "1: 1 10.0.0.1 40");
-  // ...and a second process without a node has no root path.
-  EXPECT_EQ(s.single("a", "g"), "1: 2 g 4294967295");
-  EXPECT_EQ(s.single("y", "a"), "-1: 0  4294967295 / unknown process 'y'");
-  EXPECT_EQ(s.single("a", "z"), "-1: 0  4294967295 / unknown process 'z'");
+  for (const Query& q : kQueries)
+    EXPECT_EQ(q.spawn ? s.spawn(q.first, q.second) : s.single(q.first, q.second), q.answer)
+        << q.first << ", " << q.second;
 }
 
 TEST(TransportConfig, ResmanRootAndPathMeetAtOneSlash) {
