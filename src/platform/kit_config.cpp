@@ -85,7 +85,6 @@ struct Document {
     ArrayIter it;
   };
   Cursor cursors[4];
-  unsigned nextCursor = 0;
   std::unordered_map<size_t, uint32_t> bigArraySizes;
   std::unordered_map<size_t, std::unordered_map<std::string_view, element>> keyIndex;
 
@@ -123,8 +122,11 @@ struct Document {
       if (candidate.array == id) c = &candidate;
     if (c == nullptr || index < c->pos) {
       if (c == nullptr) {
-        c = &cursors[nextCursor];
-        nextCursor = (nextCursor + 1) % 4;
+        // The cursor nearest its array's start is the cheapest to rebuild; an
+        // outer loop's cursor must survive the short arrays of its elements.
+        c = &cursors[0];
+        for (Cursor& candidate : cursors)
+          if (candidate.pos < c->pos) c = &candidate;
       }
       c->array = id;
       c->pos = 0;
