@@ -1,9 +1,16 @@
 #pragma once
 
+#include <string_view>
+
+#include "platform/kit_config.h"
+
 namespace framework {
 
 // Content check of "framework.json"; fills the sets of fw_state.h.
 // Returns 0 when nothing was found, 1 otherwise.
 int checkFWConfig(const char* path, bool verbose);
+
+// One entry of "nodes": a dictionary whose "transport" sections are sound.
+int checkNode(std::string_view name, const kit::config::Value& node);
 
 }  // namespace framework

@@ -1,0 +1,11 @@
+#pragma once
+
+#include "platform/kit_config.h"
+
+namespace framework {
+
+// The process entry named "traceserver": its "transport"/"tracing" may only
+// name declared nodes or "*". Stops at the first finding. Returns 0 or 1.
+int checkTraceServer(const kit::config::Dictionary& nodes, const kit::config::Value& entry);
+
+}  // namespace framework
