@@ -1,6 +1,5 @@
 #include "framework/check_process_comm.h"
 
-#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -124,9 +123,7 @@ int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& node
   // Only the keys of "comm" that name nodes are visited, in the order of
   // "nodes" and once per occurrence of the node there.
   std::vector<uint32_t> positions;
-  for (auto it = comm.begin(); it != comm.end(); ++it) positionsOf(nodeIndex, it.key(), positions);
-  std::sort(positions.begin(), positions.end());
-  positions.erase(std::unique(positions.begin(), positions.end()), positions.end());
+  positionsOfKeys(nodeIndex, comm, positions);
   CommState state;
   for (uint32_t pos : positions) checkTarget(nodes, entry, comm, nodeIndex.names[pos], state);
   registerConnection(IpConnections, state.ipConnection, state);

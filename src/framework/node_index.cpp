@@ -1,5 +1,7 @@
 #include "framework/node_index.h"
 
+#include <algorithm>
+
 namespace framework {
 
 void addNode(NodeIndex& index, std::string_view name) {
@@ -13,10 +15,18 @@ void addNode(NodeIndex& index, std::string_view name) {
   }
 }
 
-void positionsOf(const NodeIndex& index, std::string_view name, std::vector<uint32_t>& positions) {
-  auto it = index.byName.find(name);
-  if (it == index.byName.end()) return;
-  for (uint32_t pos = it->second.first; pos != NodeIndex::kNone; pos = index.nextSame[pos]) positions.push_back(pos);
+void positionsOfKeys(const NodeIndex& index, const kit::config::Dictionary& dict, std::vector<uint32_t>& positions) {
+  // Repeated keys on both sides must not multiply: one chain per distinct node.
+  std::vector<uint32_t> firsts;
+  for (auto it = dict.begin(); it != dict.end(); ++it) {
+    auto found = index.byName.find(it.key());
+    if (found != index.byName.end()) firsts.push_back(found->second.first);
+  }
+  std::sort(firsts.begin(), firsts.end());
+  firsts.erase(std::unique(firsts.begin(), firsts.end()), firsts.end());
+  for (uint32_t first : firsts)
+    for (uint32_t pos = first; pos != NodeIndex::kNone; pos = index.nextSame[pos]) positions.push_back(pos);
+  std::sort(positions.begin(), positions.end());
 }
 
 }  // namespace framework

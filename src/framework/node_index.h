@@ -7,6 +7,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/kit_config.h"
+
 namespace framework {
 
 struct NodeIndex {
@@ -23,7 +25,8 @@ struct NodeIndex {
 // Appends the next key of the "nodes" walk; the view must outlive the index.
 void addNode(NodeIndex& index, std::string_view name);
 
-// Appends to `positions` every position of `name`, in walk order.
-void positionsOf(const NodeIndex& index, std::string_view name, std::vector<uint32_t>& positions);
+// The positions of the walk whose node is a key of `dict`, ascending: a node
+// repeated in "nodes" comes once per occurrence, a key repeated in `dict` once.
+void positionsOfKeys(const NodeIndex& index, const kit::config::Dictionary& dict, std::vector<uint32_t>& positions);
 
 }  // namespace framework
