@@ -5,6 +5,7 @@
 #include "framework/fw_state.h"
 #include "framework/node_index.h"
 #include "platform/tbx.h"
+#include "support/reparse.h"
 
 namespace framework {
 
@@ -30,18 +31,9 @@ int checkNode(std::string_view name, const kit::config::Value& node) {
 int checkFWConfig(const char* path, bool verbose) {
   Verbose = verbose;
   kit::config::JSONParser parser;
-  kit::config::Dictionary* top = nullptr;
-  kit::config::Array* array = nullptr;
-  if (parser.parseFile(path, top, array, 0) != 0) {
-    tbx::cout << "[checkFWConfig]: error in parsing file " << path << tbx::endl;
-    tbx::cout << "[checkFWConfig]: reason = " << tbx::ErrorStorage::reason() << tbx::endl;
-    return 1;
-  }
+  const kit::config::Dictionary* top = support::reparse(parser, path, "checkFWConfig");
+  if (top == nullptr) return 1;
   for (const char* key : kProcessKeys) ProcessKeys.insert(key);
-  if (top == nullptr) {
-    tbx::cout << "[checkFWConfig]: no dictionary found in file " << path << tbx::endl;
-    return 1;
-  }
   kit::config::Dictionary nodes = top->get("nodes");
   kit::config::Array procs = top->get("procs");
   if (!nodes.isDictionary()) {
