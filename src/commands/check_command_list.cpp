@@ -36,11 +36,34 @@ struct Reporter {
   }
 };
 
+// The members an entry's checks read, each at its first occurrence. One walk
+// over the entry finds them all; command lists hold most of a system's entries.
+struct Members {
+  Value cmd, app, psAccess, event, blocking, timeout, apprunmode, sysrunmode;
+
+  explicit Members(const Value& entry) {
+    for (auto it = entry.begin(); it != entry.end(); ++it) {
+      Value* slot = nullptr;
+      std::string_view key = it.key();
+      switch (paramBit(key)) {
+        case App: slot = &app; break;
+        case PsAccess: slot = &psAccess; break;
+        case Event: slot = &event; break;
+        case Blocking: slot = &blocking; break;
+        case Timeout: slot = &timeout; break;
+        case Apprunmode: slot = &apprunmode; break;
+        case Sysrunmode: slot = &sysrunmode; break;
+        default: slot = key == "cmd" ? &cmd : nullptr; break;
+      }
+      if (slot != nullptr && !slot->isPresent()) *slot = it.value();
+    }
+  }
+};
+
 // An enumerated string member as kept for the command's own rule: empty when
 // it is absent, not a string or not one of `choices`.
-std::string readChoice(const Value& entry, std::string_view key, std::initializer_list<std::string_view> choices,
+std::string readChoice(const Value& value, std::string_view key, std::initializer_list<std::string_view> choices,
                        Reporter& report) {
-  Value value = entry.get(key);
   std::string text;
   if (value.getString(text) != 0) {
     if (value.isPresent()) report.illegalValue(key);
@@ -67,9 +90,10 @@ int checkCommandList(const Value& list, std::string_view label, std::string_view
 
 int checkCommand(const Value& entry, std::string_view label, uint32_t number, std::string_view tag) {
   Reporter report{label, number, tag};
+  const Members members(entry);
 
   std::string cmd;
-  if (entry.get("cmd").getString(cmd) != 0) {
+  if (members.cmd.getString(cmd) != 0) {
     report.start() << "'cmd' missing ";
     report.inList();
     return 1;
@@ -83,7 +107,7 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
 
   // Every "app" is read as a string; no other form of it is exempt.
   std::string app;
-  bool hasApp = entry.get("app").getString(app) == 0;
+  bool hasApp = members.app.getString(app) == 0;
   if (!hasApp && command->app != AppIn::NoApp) {
     report.start() << "'app' missing in '" << label << "' at cmd '" << cmd << "' at line " << number << tbx::endl;
     return 1;
@@ -95,26 +119,23 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   }
 
   // The value rules hold for every entry carrying the member, allowed or not.
-  std::string psAccess = readChoice(entry, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, report);
+  std::string psAccess = readChoice(members.psAccess, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, report);
 
   std::string event;
-  Value eventValue = entry.get("event");
+  const Value& eventValue = members.event;
   if (eventValue.isPresent() && eventValue.getString(event) != 0 && command->rule == Rule::SystemEvent) {
     report.start() << "illegal value type for 'event' ";
     report.inList();
   }
 
   bool flag = false;
-  Value blocking = entry.get("blocking");
-  if (blocking.isPresent() && blocking.getBool(flag) != 0) report.illegalValue("blocking");
+  if (members.blocking.isPresent() && members.blocking.getBool(flag) != 0) report.illegalValue("blocking");
 
   int32_t integer = 0;
-  for (std::string_view key : {"timeout", "apprunmode"}) {
-    Value value = entry.get(key);
-    if (value.isPresent() && value.getInt(integer) != 0) report.illegalValue(key);
-  }
+  if (members.timeout.isPresent() && members.timeout.getInt(integer) != 0) report.illegalValue("timeout");
+  if (members.apprunmode.isPresent() && members.apprunmode.getInt(integer) != 0) report.illegalValue("apprunmode");
 
-  std::string sysrunmode = readChoice(entry, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, report);
+  std::string sysrunmode = readChoice(members.sysrunmode, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, report);
 
   report.result |= checkCommandParameters(parameterSet(command->code), entry, cmd, label, number, tag);
 
@@ -122,13 +143,13 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
     case Rule::None:
       break;
     case Rule::TimeoutRequired:
-      if (entry.get("timeout").getInt(integer) != 0) report.forCmd("'timeout' missing or illegal", cmd);
+      if (members.timeout.getInt(integer) != 0) report.forCmd("'timeout' missing or illegal", cmd);
       break;
     case Rule::SysrunmodeRequired:
       if (sysrunmode.empty()) report.forCmd("'runmode' missing", cmd);
       break;
     case Rule::ApprunmodeRequired:
-      if (entry.get("apprunmode").getInt(integer) != 0) report.forCmd("'apprunmode' missing", cmd);
+      if (members.apprunmode.getInt(integer) != 0) report.forCmd("'apprunmode' missing", cmd);
       break;
     case Rule::PsAccessRequired:
       if (psAccess.empty()) report.forCmd("'ps_access' missing/invalid value 'ps_access'", cmd);

@@ -33,4 +33,25 @@ void* allocateOrReport(std::size_t bytes) {
 
 void release(void* p) noexcept { std::free(p); }
 
+void NodeArena::grow(std::size_t bytes) {
+  constexpr std::size_t kBlockBytes = 64 * 1024;
+  const std::size_t header = (sizeof(Block) + 15) & ~std::size_t(15);
+  std::size_t size = header + (bytes > kBlockBytes - header ? bytes : kBlockBytes - header);
+  auto* block = static_cast<Block*>(allocateOrReport(size));
+  block->previous = m_last;
+  m_last = block;
+  m_next = reinterpret_cast<char*>(block) + header;
+  m_left = size - header;
+}
+
+void NodeArena::release() noexcept {
+  while (m_last != nullptr) {
+    Block* previous = m_last->previous;
+    support::release(m_last);
+    m_last = previous;
+  }
+  m_next = nullptr;
+  m_left = 0;
+}
+
 }  // namespace support
