@@ -42,7 +42,7 @@ struct Members {
   Value cmd, app, psAccess, event, blocking, timeout, apprunmode, sysrunmode;
 
   explicit Members(const Value& entry) {
-    for (auto it = entry.begin(); it != entry.end(); ++it) {
+    for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
       Value* slot = nullptr;
       std::string_view key = it.key();
       switch (paramBit(key)) {
@@ -171,7 +171,7 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
 int checkCommandParameters(ParamSet allowed, const Value& entry, std::string_view cmd, std::string_view label,
                            uint32_t number, std::string_view tag) {
   Reporter report{label, number, tag};
-  for (auto it = entry.begin(); it != entry.end(); ++it) {
+  for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
     std::string_view key = it.key();
     if (key == "cmd" || (paramBit(key) & allowed) != 0) continue;
     report.start() << "'" << key << "' is an undefined parameter for cmd '" << cmd << "' ";

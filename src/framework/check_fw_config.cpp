@@ -43,7 +43,7 @@ int checkFWConfig(const char* path, bool verbose) {
   int result = 0;
   NodeIndex nodeIndex;
   if (Verbose) tbx::cout << "--------------------- Nodes -------------------------" << tbx::endl;
-  for (auto it = nodes.begin(); it != nodes.end(); ++it) {
+  for (auto it = nodes.begin(), end = nodes.end(); it != end; ++it) {
     std::string_view name = it.key();
     if (!NodeNames.insert(name)) {
       tbx::cout << "[checkFWConfig]: node name " << name << " is defined more than once" << tbx::endl;

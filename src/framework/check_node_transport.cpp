@@ -29,7 +29,7 @@ bool readSetting(const kit::config::Value& target, const char* member, const cha
 int checkNodeTransportSection(const kit::config::Dictionary& section, const char* label) {
   std::string reference;
   bool error = false;
-  for (auto it = section.begin(); it != section.end(); ++it) {
+  for (auto it = section.begin(), end = section.end(); it != end; ++it) {
     std::string_view node = it.key();
     kit::config::Value target = it.value();
     std::string text;

@@ -17,7 +17,7 @@ using kit::config::Value;
 // Returns true when it produced a finding.
 bool checkSimpleKeys(const Value& entry) {
   bool error = false;
-  for (auto it = entry.begin(); it != entry.end(); ++it) {
+  for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
     if (!ProcessKeys.contains(it.key())) {
       tbx::cout << "?process key '" << it.key() << "' not defined for processes" << tbx::endl;
       error = true;
@@ -35,7 +35,7 @@ bool checkSimpleKeys(const Value& entry) {
     error = true;
   }
   std::string text;
-  for (auto it = environment.begin(); it != environment.end(); ++it) {
+  for (auto it = environment.begin(), end = environment.end(); it != end; ++it) {
     if (it.value().getString(text) != 0) {
       tbx::cout << "?process: 'environment' value '" << it.key() << " is not a string" << tbx::endl;
       error = true;

@@ -63,12 +63,11 @@ bool checkSingleApp(const Value& sm) {
     tbx::cout << "  ?  SMGT: singleapp has no name" << tbx::endl;
     return true;
   }
-  if (ApplicationNames.contains(name)) {
+  if (!ApplicationNames.insert(name)) {
     tbx::cout << "  ?  SMGT: singleapp name '" << name << "' defined more than once" << tbx::endl;
     return true;
   }
   if (Verbose) tbx::cout << "!  SMGT: singleapp '" << name << "'" << tbx::endl;
-  ApplicationNames.insert(name);
   return false;
 }
 

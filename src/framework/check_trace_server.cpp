@@ -10,7 +10,7 @@ int checkTraceServer(const kit::config::Dictionary& nodes, const kit::config::Va
     tbx::cout << "Missing Transport settings for traceserver" << tbx::endl;
     return 1;
   }
-  for (auto it = tracing.begin(); it != tracing.end(); ++it) {
+  for (auto it = tracing.begin(), end = tracing.end(); it != end; ++it) {
     std::string_view node = it.key();
     if (!nodes.get(node).isDictionary() && node != "*") {
       tbx::cout << "Traceserver transport for unknown node '" << node << "' found'" << tbx::endl;

@@ -18,7 +18,7 @@ void addNode(NodeIndex& index, std::string_view name) {
 void positionsOfKeys(const NodeIndex& index, const kit::config::Dictionary& dict, std::vector<uint32_t>& positions) {
   // Repeated keys on both sides must not multiply: one chain per distinct node.
   std::vector<uint32_t> firsts;
-  for (auto it = dict.begin(); it != dict.end(); ++it) {
+  for (auto it = dict.begin(), end = dict.end(); it != end; ++it) {
     auto found = index.byName.find(it.key());
     if (found != index.byName.end()) firsts.push_back(found->second.first);
   }

@@ -113,7 +113,7 @@ struct Document {
     auto found = bigArraySizes.find(id);
     if (found != bigArraySizes.end()) return found->second;
     uint64_t count = 0;
-    for (auto it = a.begin(); it != a.end(); ++it) ++count;
+    for (auto it = a.begin(), end = a.end(); it != end; ++it) ++count;
     uint32_t clamped = count > UINT32_MAX ? UINT32_MAX : static_cast<uint32_t>(count);
     bigArraySizes.emplace(id, clamped);
     return clamped;

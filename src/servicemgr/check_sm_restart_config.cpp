@@ -29,7 +29,7 @@ bool isCount(const Value& value) {
 
 int checkRestartPolicy(const Value& policy, std::string_view name) {
   int result = 0;
-  for (auto it = policy.begin(); it != policy.end(); ++it) {
+  for (auto it = policy.begin(), end = policy.end(); it != end; ++it) {
     std::string_view key = it.key();
     Value value = it.value();
     if (isEvent(key)) {

@@ -19,7 +19,7 @@ int checkLauncherConfig(const Value& launcher) {
   }
   support::NameSet domains;
   int result = 0;
-  for (auto it = launcher.begin(); it != launcher.end(); ++it) {
+  for (auto it = launcher.begin(), end = launcher.end(); it != end; ++it) {
     std::string_view name = it.key();
     Value settings = it.value();
     bool repeated = !domains.insert(name);
@@ -38,7 +38,7 @@ int checkLauncherConfig(const Value& launcher) {
 
 int checkLauncherDomain(const Value& settings, std::string_view domain) {
   int result = 0;
-  for (auto it = settings.begin(); it != settings.end(); ++it) {
+  for (auto it = settings.begin(), end = settings.end(); it != end; ++it) {
     std::string_view key = it.key();
     Value value = it.value();
     if (key == "on_start" || key == "on_restart") {

@@ -9,7 +9,7 @@ namespace uvk {
 int checkRestartParam(const kit::config::Value& params, std::string_view domain) {
   int result = 0;
   // A value that is no object has no entries, and so nothing to report.
-  for (auto it = params.begin(); it != params.end(); ++it) {
+  for (auto it = params.begin(), end = params.end(); it != end; ++it) {
     std::string_view key = it.key();
     kit::config::Value value = it.value();
     if (key == "restart_cnt" || key == "restart_cnt_reset_time") {
