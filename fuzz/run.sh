@@ -11,8 +11,10 @@ if [ ! -f $build/CMakeCache.txt ]; then
     -DCFGCHECK_FUZZ=ON -DCFGCHECK_SANITIZE=ON -DCFGCHECK_TESTS=OFF >/dev/null
 fi
 cmake --build $build -j2 --target fuzz_known_files fuzz_command_line
+# absolute paths: the command-line target runs inside a scratch directory
+root=$PWD
 for target in known_files command_line; do
-  corpus=fuzz/corpus-$target
+  corpus=$root/fuzz/corpus-$target
   mkdir -p "$corpus"
   if [ "$target" = known_files ] && [ -z "$(ls -A "$corpus")" ]; then
     # seeds: each sound file as itself (first byte selects which file the data replaces)
@@ -36,12 +38,12 @@ for target in known_files command_line; do
     printf -- '--dir\0.\0--maxlinelength\0-1\0--verbose' > "$corpus/seed-dir"
     printf -- '--file\0sub.json\0--file\0broken.json\0--file\0' > "$corpus/seed-bad"
   fi
-  regressions=(fuzz/regressions/$target/*)
+  regressions=("$root"/fuzz/regressions/$target/*)
   if [ -e "${regressions[0]}" ]; then
     ./$build/fuzz/fuzz_$target "${regressions[@]}" >/dev/null 2>&1 || { echo "regression input fails: $target"; exit 1; }
   fi
   ./$build/fuzz/fuzz_$target "$corpus" -max_total_time="$seconds" -timeout=20 -rss_limit_mb=4096 \
-    -artifact_prefix=fuzz/crash-$target- -print_final_stats=1 2>&1 | grep -E "^(stat::number_of_executed_units|INFO: Running|==|SUMMARY)" || true
+    -artifact_prefix="$root/fuzz/crash-$target-" -print_final_stats=1 2>&1 | grep -E "^(stat::number_of_executed_units|INFO: Running|==|SUMMARY)" || true
   if ls fuzz/crash-$target-* >/dev/null 2>&1; then
     echo "fuzz target $target found a crash: $(ls fuzz/crash-$target-*)"
     exit 1
