@@ -107,17 +107,6 @@ TEST(Value, LargeObjectsAndArraysStayCorrect) {
   EXPECT_FALSE(map.get("k300").isPresent());
 }
 
-TEST(Parser, TopLevelKinds) {
-  Parsed arr("[1,2]");
-  EXPECT_EQ(arr.rc, 0);
-  EXPECT_EQ(arr.dict, nullptr);
-  Parsed scalar("\xEF\xBB\xBF 42 ");
-  EXPECT_EQ(scalar.rc, 0);
-  EXPECT_EQ(scalar.dict, nullptr);
-  Parsed obj("{}");
-  ASSERT_NE(obj.dict, nullptr);
-}
-
 TEST(Parser, ReasonsNameThePlace) {
   EXPECT_EQ(Parsed("{\n  \"a\": 1\n  \"b\": 2\n}").reason.rfind("line 3, column 3: ", 0), 0u);
   EXPECT_EQ(Parsed("[1e400]").reason, "line 1, column 2: number out of range: 1e400");
@@ -140,20 +129,6 @@ TEST(Parser, LineLengthLimit) {
   EXPECT_EQ(Parsed(many + "xxxxxx", 5).reason, "line 1001 is 6 characters long, more than the limit of 5");
   EXPECT_EQ(Parsed(many + "xxxxx", 5).reason.find("limit"), std::string::npos);
   EXPECT_EQ(Parsed(std::string(300, ' ') + "1", 0).rc, 0);  // 0: no limit
-}
-
-TEST(Parser, UnreadablePaths) {
-  JSONParser parser;
-  Dictionary* d = nullptr;
-  Array* a = nullptr;
-  EXPECT_NE(parser.parseFile("/nonexistent/x.json", d, a, 0), 0);
-  EXPECT_STREQ(tbx::ErrorStorage::reason(), "can't read file: No such file or directory");
-  EXPECT_NE(parser.parseFile("/tmp", d, a, 0), 0);
-  EXPECT_STREQ(tbx::ErrorStorage::reason(), "can't read file: it is a directory");
-  EXPECT_NE(parser.parseFile("/dev/null", d, a, 0), 0);
-  EXPECT_STREQ(tbx::ErrorStorage::reason(), "can't read file: it is a device");
-  tbx::ErrorStorage::ack();
-  EXPECT_EQ(tbx::ErrorStorage::reason(), nullptr);
 }
 
 }  // namespace
