@@ -62,9 +62,9 @@ struct Members {
 
 // An enumerated string member as kept for the command's own rule: empty when
 // it is absent, not a string or not one of `choices`.
-std::string readChoice(const Value& value, std::string_view key, std::initializer_list<std::string_view> choices,
+std::string_view readChoice(const Value& value, std::string_view key, std::initializer_list<std::string_view> choices,
                        Reporter& report) {
-  std::string text;
+  std::string_view text;
   if (value.getString(text) != 0) {
     if (value.isPresent()) report.illegalValue(key);
     return {};
@@ -92,7 +92,7 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   Reporter report{label, number, tag};
   const Members members(entry);
 
-  std::string cmd;
+  std::string_view cmd;
   if (members.cmd.getString(cmd) != 0) {
     report.start() << "'cmd' missing ";
     report.inList();
@@ -106,22 +106,22 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   }
 
   // Every "app" is read as a string; no other form of it is exempt.
-  std::string app;
+  std::string_view app;
   bool hasApp = members.app.getString(app) == 0;
   if (!hasApp && command->app != AppIn::NoApp) {
     report.start() << "'app' missing in '" << label << "' at cmd '" << cmd << "' at line " << number << tbx::endl;
     return 1;
   }
   if (command->app == AppIn::Processes && !framework::ProcessNames.contains(app)) {
-    report.forCmd("'" + app + "' is an undefined process", cmd);
+    report.forCmd("'" + std::string(app) + "' is an undefined process", cmd);
   } else if (command->app == AppIn::Applications && !framework::ApplicationNames.contains(app)) {
-    report.forCmd("'" + app + "' is an undefined application", cmd);
+    report.forCmd("'" + std::string(app) + "' is an undefined application", cmd);
   }
 
   // The value rules hold for every entry carrying the member, allowed or not.
-  std::string psAccess = readChoice(members.psAccess, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, report);
+  std::string_view psAccess = readChoice(members.psAccess, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, report);
 
-  std::string event;
+  std::string_view event;
   const Value& eventValue = members.event;
   if (eventValue.isPresent() && eventValue.getString(event) != 0 && command->rule == Rule::SystemEvent) {
     report.start() << "illegal value type for 'event' ";
@@ -135,7 +135,7 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   if (members.timeout.isPresent() && members.timeout.getInt(integer) != 0) report.illegalValue("timeout");
   if (members.apprunmode.isPresent() && members.apprunmode.getInt(integer) != 0) report.illegalValue("apprunmode");
 
-  std::string sysrunmode = readChoice(members.sysrunmode, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, report);
+  std::string_view sysrunmode = readChoice(members.sysrunmode, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, report);
 
   report.result |= checkCommandParameters(parameterSet(command->code), entry, cmd, label, number, tag);
 
@@ -161,7 +161,7 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
       if (event.empty()) {
         report.forCmd("'event' missing", cmd);
       } else if (event != "lowmem" && event != "startup_complete") {
-        report.forCmd("'" + event + "' is an invalid value for 'event'", cmd);
+        report.forCmd("'" + std::string(event) + "' is an invalid value for 'event'", cmd);
       }
       break;
   }

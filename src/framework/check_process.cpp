@@ -34,7 +34,7 @@ bool checkSimpleKeys(const Value& entry) {
     tbx::cout << "?process: 'environment' is not a dictionary" << tbx::endl;
     error = true;
   }
-  std::string text;
+  std::string_view text;
   for (auto it = environment.begin(), end = environment.end(); it != end; ++it) {
     if (it.value().getString(text) != 0) {
       tbx::cout << "?process: 'environment' value '" << it.key() << " is not a string" << tbx::endl;
@@ -48,7 +48,7 @@ bool checkSimpleKeys(const Value& entry) {
 
 int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const Value& entry, uint32_t index) {
   bool error = checkSimpleKeys(entry);
-  std::string name;  // an entry without one is declared under the empty name
+  std::string_view name;  // an entry without one is declared under the empty name
   if (entry.get("name").getString(name) != 0) {
     tbx::cout << "?process " << index << " has no 'name' definition" << tbx::endl;
     error = true;
@@ -57,7 +57,7 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
     tbx::cout << "?process name '" << name << "' is defined more than once at " << tbx::endl;
     error = true;
   }
-  std::string node;
+  std::string_view node;
   if (entry.get("node").getString(node) != 0) {
     tbx::cout << "?process '" << name << "' has no 'node' definition" << tbx::endl;
     error = true;

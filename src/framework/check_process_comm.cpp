@@ -38,7 +38,7 @@ void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::s
     fail(state, "TCP/IP Settings for node ", target, " different port values on same proceess");
     return;
   }
-  std::string own;
+  std::string_view own;
   if (entry.get("node").getString(own) != 0) {
     fail(state, "missing settings for node '", own, "'");
     return;
@@ -53,20 +53,20 @@ void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::s
     fail(state, "missing 'transport:comm' for node ", own, "");
     return;
   }
-  std::string address;
+  std::string_view address;
   if (comm.get(target).get("tcpip").get("address").getString(address) != 0 &&
       comm.get("*").get("tcpip").get("address").getString(address) != 0) {
     tbx::cout << "  ?  COMM: using tcp/ip for node " << own << ": missing IP for node " << target << tbx::endl;
     state.error = true;
     return;
   }
-  state.ipConnection = address + ':' + std::to_string(state.port);
+  state.ipConnection.assign(address).append(1, ':').append(std::to_string(state.port));
   if (Verbose) tbx::cout << "!  COMM: using tcp/ip  '" << state.ipConnection << "' for node " << target << tbx::endl;
 }
 
 void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::string_view target, const Value& res,
                  CommState& state) {
-  std::string path;
+  std::string_view path;
   if (res.get("path").getString(path) != 0) {
     fail(state, "RESMAN Settings for node ", target, " missing 'path' entry");
     return;
@@ -76,11 +76,11 @@ void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::
     return;
   }
   state.resmanPath = path;
-  std::string own;
-  std::string root;  // no "*" fallback for root paths
+  std::string_view own;
+  std::string_view root;  // no "*" fallback for root paths
   entry.get("node").getString(own);
   nodes.get(own).get("transport").get("comm").get(target).get("resman").get("root_path").getString(root);
-  state.resmanConnection = root + ':' + path;
+  state.resmanConnection.assign(root).append(1, ':').append(path);
   if (Verbose) tbx::cout << "!  COMM: using resman path '" << state.resmanConnection << "' for node " << target << tbx::endl;
 }
 

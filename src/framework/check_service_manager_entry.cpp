@@ -18,7 +18,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
     tbx::cout << "  ?  SMGT: bundle[" << index << "] is no dictionary" << tbx::endl;
     return true;
   }
-  std::string name;
+  std::string_view name;
   if (bundle.get("name").getString(name) != 0) {
     tbx::cout << "  ?  SMGT: bundle[" << index << "] has no 'name'" << tbx::endl;
     return true;
@@ -27,7 +27,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
     tbx::cout << "  ?  SMGT: bundle[" << name << "] name '" << name << "' is defined more than once" << tbx::endl;
     return true;
   }
-  std::string lib;
+  std::string_view lib;
   if (bundle.get("lib").getString(lib) != 0) {
     tbx::cout << "  ?  SMGT: bundle[" << name << "] has no 'lib'" << tbx::endl;
     return true;
@@ -42,7 +42,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
     return true;
   }
   bool error = false;
-  std::string app;
+  std::string_view app;
   for (uint32_t j = 0; j < apps.size(); ++j) {
     if (apps.at(j).getString(app) != 0) {
       tbx::cout << "  ?  SMGT: bundle[" << name << "]:apps[" << static_cast<int32_t>(j) << "] is no string" << tbx::endl;
@@ -58,7 +58,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
 
 // The single-application form; returns true when it produced a finding.
 bool checkSingleApp(const Value& sm) {
-  std::string name;
+  std::string_view name;
   if (sm.get("name").getString(name) != 0) {
     tbx::cout << "  ?  SMGT: singleapp has no name" << tbx::endl;
     return true;
@@ -82,7 +82,7 @@ int checkBundles(const kit::config::Array& bundles) {
 }
 
 int checkServiceManagerEntry(const Value& entry) {
-  std::string process;
+  std::string_view process;
   entry.get("name").getString(process);
   Value sm = entry.get("servicemgr");
   if (!sm.isPresent()) {
@@ -94,7 +94,7 @@ int checkServiceManagerEntry(const Value& entry) {
     return 1;
   }
   bool error = false;
-  std::string exec;
+  std::string_view exec;
   if (entry.get("exec").getString(exec) != 0) {
     tbx::cout << "  ?  SMGT: 'exec' not defined in process " << process << tbx::endl;
     error = true;

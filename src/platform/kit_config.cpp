@@ -209,10 +209,17 @@ int Value::getInt(int32_t& out) const {
   return 0;
 }
 
-int Value::getString(std::string& out) const {
+int Value::getString(std::string_view& out) const {
   if (m_doc == nullptr) return 1;
   std::string_view s;
   if (fromRaw<element>(m_raw).get_string().get(s)) return 1;
+  out = s;
+  return 0;
+}
+
+int Value::getString(std::string& out) const {
+  std::string_view s;
+  if (getString(s) != 0) return 1;
   out.assign(s);
   return 0;
 }

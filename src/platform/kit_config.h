@@ -34,6 +34,8 @@ class Value {
   // An integer must be written without fraction or exponent and fit 32 bits.
   int getInt(int32_t& out) const;
   int getString(std::string& out) const;
+  // The same without a copy; the text lives as long as the parser.
+  int getString(std::string_view& out) const;
   int getBool(bool& out) const;
 
   // Entries of an object in file order, repeated keys included; equal
