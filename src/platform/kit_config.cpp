@@ -79,7 +79,6 @@ std::vector<std::unique_ptr<Slot>>& slotPool() {
 
 struct Document {
   std::unique_ptr<Slot> slot;
-  element root;
 
   // Sequential at(i) over the same array must not walk from the start each time.
   struct Cursor {
@@ -413,7 +412,6 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
       if (err == simdjson::MEMALLOC) m_doc->slot.reset();
       return 1;
     }
-    m_doc->root = root;
     m_top = m_doc->wrap(root);
     if (root.is_object()) dict = &m_top;
     else if (root.is_array()) array = &m_top;

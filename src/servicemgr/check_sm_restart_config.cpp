@@ -62,7 +62,7 @@ int checkSMRestartconfig(const char* path) {
   const kit::config::Dictionary* top = support::reparse(parser, path, "checkSMRestartconfig");
   if (top == nullptr) return 1;
   int result = 0;
-  for (auto it = top->begin(); it != top->end(); ++it) {
+  for (auto it = top->begin(), end = top->end(); it != end; ++it) {
     std::string_view key = it.key();
     Value value = it.value();
     if (key == "abort_on_reset") {
@@ -72,7 +72,7 @@ int checkSMRestartconfig(const char* path) {
         result = 1;
       }
     } else if (key == "__default__") {
-      for (auto d = value.begin(); d != value.end(); ++d) {
+      for (auto d = value.begin(), last = value.end(); d != last; ++d) {
         std::string_view kind = d.key();
         if (kind == "process" || kind == "application") {
           result |= checkRestartPolicy(d.value(), "__default__/" + std::string(kind));
