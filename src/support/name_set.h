@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <new>
 #include <set>
 #include <string>
 #include <string_view>
@@ -19,23 +20,9 @@ void release(void* p) noexcept;
 // Test hook: the next `count` allocations of the name sets fail once each.
 void injectAllocationFailures(unsigned count);
 
-template <class T>
-struct RetryAllocator {
-  using value_type = T;
-  RetryAllocator() = default;
-  template <class U>
-  RetryAllocator(const RetryAllocator<U>&) noexcept {}
-  T* allocate(std::size_t n) { return static_cast<T*>(allocateOrReport(n * sizeof(T))); }
-  void deallocate(T* p, std::size_t) noexcept { release(p); }
-  template <class U>
-  bool operator==(const RetryAllocator<U>&) const noexcept { return true; }
-};
-
-using Key = std::basic_string<char, std::char_traits<char>, RetryAllocator<char>>;
-
-// Tree nodes of one set, carved from large blocks. Nodes sit densely in the
-// order they were inserted, and a set of a hundred thousand names is given
-// back as about a hundred blocks. Nodes are never removed one by one.
+// Tree nodes and key copies of one set, carved from large blocks. Nodes sit
+// densely in the order they were inserted, and a set of a hundred thousand
+// names is given back as about a hundred blocks. Nothing is removed one by one.
 class NodeArena {
  public:
   NodeArena() = default;
@@ -43,12 +30,16 @@ class NodeArena {
   NodeArena& operator=(const NodeArena&) = delete;
   ~NodeArena() { release(); }
 
-  void* allocate(std::size_t bytes) {
-    bytes = (bytes + 15) & ~std::size_t(15);
-    if (bytes > m_left) grow(bytes);
-    void* p = m_next;
-    m_next += bytes;
-    m_left -= bytes;
+  // `align` is a power of two up to 16; a fresh block starts 16-aligned.
+  void* allocate(std::size_t bytes, std::size_t align = 16) {
+    std::size_t pad = (0 - reinterpret_cast<std::uintptr_t>(m_next)) & (align - 1);
+    if (pad + bytes > m_left) {
+      grow(bytes);
+      pad = 0;
+    }
+    void* p = m_next + pad;
+    m_next += pad + bytes;
+    m_left -= pad + bytes;
     return p;
   }
   void release() noexcept;
@@ -79,29 +70,76 @@ struct ArenaAllocator {
 
 // Keys are compared as C strings: in strcmp order, and a key ends at its first
 // NUL byte. Cutting keys there makes the plain unsigned byte order of
-// std::string_view the same order, at memcmp speed.
+// std::string_view the same order.
 inline std::string_view asCString(std::string_view key) {
   const void* nul = key.empty() ? nullptr : std::memchr(key.data(), '\0', key.size());
   return nul == nullptr ? key : key.substr(0, static_cast<const char*>(nul) - key.data());
 }
 
-// Unsigned byte order, eight bytes a step: names share long prefixes, and a
-// call to memcmp per tree level costs more than the comparison.
+// A key as the tree holds it: its first eight bytes as one big-endian word,
+// zero-padded, and the bytes after them. Names of a set mostly differ within
+// their first eight bytes, so a tree level costs one integer comparison.
+struct NameKey {
+  uint64_t head = 0;
+  mutable const char* tail = nullptr;  // bytes 8 to size; the set's own copy once inserted
+  uint32_t size = 0;
+
+  static NameKey of(std::string_view text) {
+    NameKey key;
+    key.size = static_cast<uint32_t>(text.size());
+    unsigned char bytes[8] = {};
+    std::memcpy(bytes, text.data(), text.size() < 8 ? text.size() : 8);
+    std::memcpy(&key.head, bytes, 8);
+    key.head = __builtin_bswap64(key.head);
+    key.tail = text.size() > 8 ? text.data() + 8 : nullptr;
+    return key;
+  }
+};
+
+// Unsigned byte order. Without NUL bytes in keys, equal heads with either key
+// of eight bytes or fewer mean the shorter is a prefix of the longer.
 struct KeyLess {
-  using is_transparent = void;
-  bool operator()(std::string_view a, std::string_view b) const noexcept {
-    std::size_t n = a.size() < b.size() ? a.size() : b.size();
+  bool operator()(const NameKey& a, const NameKey& b) const noexcept {
+    if (a.head != b.head) return a.head < b.head;
+    if (a.size <= 8 || b.size <= 8) return a.size < b.size;
+    std::size_t n = (a.size < b.size ? a.size : b.size) - 8;
     std::size_t i = 0;
     for (; i + 8 <= n; i += 8) {
       uint64_t x, y;
-      std::memcpy(&x, a.data() + i, 8);
-      std::memcpy(&y, b.data() + i, 8);
+      std::memcpy(&x, a.tail + i, 8);
+      std::memcpy(&y, b.tail + i, 8);
       if (x != y) return __builtin_bswap64(x) < __builtin_bswap64(y);
     }
     for (; i < n; ++i)
-      if (a[i] != b[i]) return static_cast<unsigned char>(a[i]) < static_cast<unsigned char>(b[i]);
-    return a.size() < b.size();
+      if (a.tail[i] != b.tail[i]) return static_cast<unsigned char>(a.tail[i]) < static_cast<unsigned char>(b.tail[i]);
+    return a.size < b.size;
   }
+};
+
+// A std::set whose nodes live in an arena. Its values need no destruction and
+// its allocator frees nothing, so the tree is never walked to be torn down:
+// the arena gives its blocks back.
+template <class T, class Less>
+class ArenaSet {
+ public:
+  using Tree = std::set<T, Less, ArenaAllocator<T>>;
+  ArenaSet() { new (&m_tree) Tree(ArenaAllocator<T>(&m_arena)); }
+  ArenaSet(const ArenaSet&) = delete;
+  ArenaSet& operator=(const ArenaSet&) = delete;
+  ~ArenaSet() {}
+  void reset() {
+    m_arena.release();
+    new (&m_tree) Tree(ArenaAllocator<T>(&m_arena));
+  }
+  Tree& tree() { return m_tree; }
+  const Tree& tree() const { return m_tree; }
+  NodeArena& arena() { return m_arena; }
+
+ private:
+  NodeArena m_arena;  // declared first: it outlives the tree
+  union {
+    Tree m_tree;
+  };
 };
 
 class NameSet {
@@ -109,36 +147,55 @@ class NameSet {
   // True when the key was added, false when an equal key was there already.
   bool insert(std::string_view key) {
     key = asCString(key);
-    auto at = m_set.lower_bound(key);
-    if (at != m_set.end() && std::string_view(*at) == key) return false;
-    m_set.emplace_hint(at, key);
+    auto& tree = m_set.tree();
+    const std::size_t before = tree.size();
+    // Names are often declared in order; then the hint makes this constant time.
+    auto at = tree.emplace_hint(tree.end(), NameKey::of(key));
+    if (tree.size() == before) return false;
+    if (key.size() > 8) {
+      char* copy = static_cast<char*>(m_set.arena().allocate(key.size() - 8, 1));
+      std::memcpy(copy, key.data() + 8, key.size() - 8);
+      at->tail = copy;  // same bytes, so the order is unchanged
+    }
     return true;
   }
-  bool contains(std::string_view key) const { return m_set.find(asCString(key)) != m_set.end(); }
-  std::size_t size() const { return m_set.size(); }
+  bool contains(std::string_view key) const {
+    NameKey probe = NameKey::of(asCString(key));
+    // Commands tend to name the same application several times in a row.
+    if (m_lastFound != nullptr && same(*m_lastFound, probe)) return true;
+    auto at = m_set.tree().find(probe);
+    if (at == m_set.tree().end()) return false;
+    m_lastFound = &*at;
+    return true;
+  }
+  std::size_t size() const { return m_set.tree().size(); }
   void destroy() {
-    m_set.clear();
-    m_arena.release();
+    m_lastFound = nullptr;
+    m_set.reset();
   }
 
  private:
-  NodeArena m_arena;  // declared first: it outlives the tree
-  std::set<Key, KeyLess, ArenaAllocator<Key>> m_set{ArenaAllocator<Key>(&m_arena)};
+  static bool same(const NameKey& a, const NameKey& b) {
+    return a.head == b.head && a.size == b.size && (a.size <= 8 || std::memcmp(a.tail, b.tail, a.size - 8) == 0);
+  }
+  ArenaSet<NameKey, KeyLess> m_set;
+  mutable const NameKey* m_lastFound = nullptr;
 };
 
 class IntSet {
  public:
-  bool insert(int32_t key) { return m_set.insert(key).second; }
-  bool contains(int32_t key) const { return m_set.find(key) != m_set.end(); }
-  std::size_t size() const { return m_set.size(); }
-  void destroy() {
-    m_set.clear();
-    m_arena.release();
+  bool insert(int32_t key) {
+    auto& tree = m_set.tree();
+    const std::size_t before = tree.size();
+    tree.emplace_hint(tree.end(), key);  // ids are often declared in order
+    return tree.size() != before;
   }
+  bool contains(int32_t key) const { return m_set.tree().count(key) != 0; }
+  std::size_t size() const { return m_set.tree().size(); }
+  void destroy() { m_set.reset(); }
 
  private:
-  NodeArena m_arena;
-  std::set<int32_t, std::less<int32_t>, ArenaAllocator<int32_t>> m_set{ArenaAllocator<int32_t>(&m_arena)};
+  ArenaSet<int32_t, std::less<int32_t>> m_set;
 };
 
 }  // namespace support

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+
 #include "support/name_set.h"
 
 using support::IntSet;
@@ -17,8 +20,10 @@ TEST(NameSet, KeysAreExactCStrings) {
   EXPECT_TRUE(set.contains(""));
   EXPECT_FALSE(set.contains("alph"));
   EXPECT_FALSE(set.insert(std::string_view("alpha\0tail", 10)));  // a key ends at its NUL
+  EXPECT_TRUE(set.contains("alpha"));
   set.destroy();
   EXPECT_EQ(set.size(), 0u);
+  EXPECT_FALSE(set.contains("alpha"));
   EXPECT_TRUE(set.insert("alpha"));
 }
 
@@ -34,12 +39,35 @@ TEST(NameSet, AllocationFailureIsReportedAndRetried) {
   testing::internal::CaptureStderr();
   NameSet set;
   support::injectAllocationFailures(2);
+  const std::string huge(100000, 'h');  // its copy needs a block of its own
   EXPECT_TRUE(set.insert("a much longer key than fits any small buffer"));
+  EXPECT_TRUE(set.insert(huge));
   EXPECT_TRUE(set.insert("b"));
   std::string err = testing::internal::GetCapturedStderr();
   const std::string line =
       "out of memory: framework/include/common/types/red_black_tree:330: create_node: need another tree node\n";
   EXPECT_EQ(err, line + line);
   EXPECT_TRUE(set.contains("a much longer key than fits any small buffer"));
-  EXPECT_EQ(set.size(), 2u);
+  EXPECT_TRUE(set.contains(huge));
+  EXPECT_FALSE(set.contains(huge.substr(1)));
+  EXPECT_EQ(set.size(), 3u);
+}
+
+// Keys around the eight-byte head: shared prefixes, prefixes of each other,
+// bytes above 0x7f. Every answer must match a plain ordered set of strings.
+TEST(NameSet, AgreesWithAnOrderedSetOfStrings) {
+  NameSet set;
+  std::set<std::string> expected;
+  uint32_t seed = 12345;
+  auto next = [&seed] { return seed = seed * 1103515245u + 12345u, seed >> 16; };
+  const char alphabet[] = {'a', 'b', '\x7f', '\x80', '\xff', '0'};
+  for (int round = 0; round < 20000; ++round) {
+    std::string key(next() % 20, 'a');
+    for (char& c : key) c = alphabet[next() % 3 == 0 ? next() % sizeof alphabet : 0];
+    bool added = expected.insert(key).second;
+    ASSERT_EQ(set.insert(key), added) << key;
+    ASSERT_TRUE(set.contains(key));
+  }
+  EXPECT_EQ(set.size(), expected.size());
+  EXPECT_FALSE(set.contains("aaaaaaaaaaaaaaaaaaaaa"));
 }
