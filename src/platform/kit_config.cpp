@@ -18,6 +18,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "platform/huge_pages.h"
 #include "platform/json_error_position.h"
 #include "platform/tbx.h"
 
@@ -66,9 +67,42 @@ struct Slot {
     if (grown == nullptr) return false;
     buffer = static_cast<char*>(grown);
     capacity = want;
+    platform::adviseHugePages(buffer, capacity);
     return true;
   }
+  // Room for a large document, allocated before the parse so that the
+  // parser's buffers can be advised first. The parse allocates the rest.
+  simdjson::error_code prepare(size_t bytes) {
+    if (bytes < (size_t(4) << 20) || bytes > parser.max_capacity()) return simdjson::SUCCESS;
+    if (parser.doc.capacity() < bytes) {
+      if (simdjson::error_code err = parser.doc.allocate(bytes)) return err;
+      // lower bounds of the parser's own sizes: 8 tape bytes and 1 string byte per input byte
+      platform::adviseHugePages(parser.doc.tape.get(), bytes * 8);
+      platform::adviseHugePages(parser.doc.string_buf.get(), bytes);
+    }
+    if (parser.capacity() < bytes) {
+      if (simdjson::error_code err = parser.allocate(bytes, parser.max_depth())) return err;
+      platform::adviseHugePages(parser.implementation->structural_indexes.get(), bytes * 4);
+    }
+    return simdjson::SUCCESS;
+  }
 };
+
+// Equal bytes, compared with fixed-width loads: member keys are short, and a
+// call to memcmp per key costs more than the comparison.
+inline bool sameBytes(const char* a, const char* b, size_t n) {
+  auto load64 = [](const char* p) { uint64_t v; std::memcpy(&v, p, 8); return v; };
+  auto load32 = [](const char* p) { uint32_t v; std::memcpy(&v, p, 4); return v; };
+  auto load16 = [](const char* p) { uint16_t v; std::memcpy(&v, p, 2); return v; };
+  if (n >= 8) {
+    for (size_t i = 0; i + 8 < n; i += 8)
+      if (load64(a + i) != load64(b + i)) return false;
+    return load64(a + n - 8) == load64(b + n - 8);
+  }
+  if (n >= 4) return load32(a) == load32(b) && load32(a + n - 4) == load32(b + n - 4);
+  if (n >= 2) return load16(a) == load16(b) && load16(a + n - 2) == load16(b + n - 2);
+  return n == 0 || *a == *b;
+}
 
 std::vector<std::unique_ptr<Slot>>& slotPool() {
   static std::vector<std::unique_ptr<Slot>> pool;
@@ -145,7 +179,15 @@ struct Document {
   }
 
   bool member(const simdjson::dom::object& o, size_t id, std::string_view key, element& out) {
-    if (o.size() < kIndexedObjectSize) return !o.at_key(key).get(out);
+    if (o.size() < kIndexedObjectSize) {
+      for (auto field = o.begin(), end = o.end(); field != end; ++field) {
+        if (field.key_length() == key.size() && sameBytes(field.key_c_str(), key.data(), key.size())) {
+          out = field.value();
+          return true;
+        }
+      }
+      return false;
+    }
     auto found = keyIndex.find(id);
     if (found == keyIndex.end()) {
       found = keyIndex.emplace(id, std::unordered_map<std::string_view, element>{}).first;
@@ -404,7 +446,8 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
       return 1;
     }
     element root;
-    simdjson::error_code err = slot.parser.parse(buf, len, false).get(root);
+    simdjson::error_code err = slot.prepare(len);
+    if (!err) err = slot.parser.parse(buf, len, false).get(root);
     if (err) {
       tbx::ErrorStorage::record(parseFailureReason(err, buf, len));
       // After a failed allocation the parser believes it has the room it was

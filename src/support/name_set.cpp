@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "platform/huge_pages.h"
 #include "platform/tbx.h"
 
 namespace support {
@@ -34,10 +35,15 @@ void* allocateOrReport(std::size_t bytes) {
 void release(void* p) noexcept { std::free(p); }
 
 void NodeArena::grow(std::size_t bytes) {
-  constexpr std::size_t kBlockBytes = 64 * 1024;
+  // Small sets stay small; a big one gets blocks large enough for huge pages.
+  constexpr std::size_t kFirstBlockBytes = 64 * 1024;
+  constexpr std::size_t kLastBlockBytes = 4 << 20;
+  const std::size_t blockBytes = m_blockBytes == 0 ? kFirstBlockBytes : m_blockBytes;
+  m_blockBytes = blockBytes < kLastBlockBytes ? blockBytes * 2 : blockBytes;
   const std::size_t header = (sizeof(Block) + 15) & ~std::size_t(15);
-  std::size_t size = header + (bytes > kBlockBytes - header ? bytes : kBlockBytes - header);
+  std::size_t size = header + (bytes > blockBytes - header ? bytes : blockBytes - header);
   auto* block = static_cast<Block*>(allocateOrReport(size));
+  platform::adviseHugePages(block, size);
   block->previous = m_last;
   m_last = block;
   m_next = reinterpret_cast<char*>(block) + header;
@@ -52,6 +58,7 @@ void NodeArena::release() noexcept {
   }
   m_next = nullptr;
   m_left = 0;
+  m_blockBytes = 0;
 }
 
 }  // namespace support

@@ -22,7 +22,7 @@ void injectAllocationFailures(unsigned count);
 
 // Tree nodes and key copies of one set, carved from large blocks. Nodes sit
 // densely in the order they were inserted, and a set of a hundred thousand
-// names is given back as about a hundred blocks. Nothing is removed one by one.
+// names is given back as a dozen blocks. Nothing is removed one by one.
 class NodeArena {
  public:
   NodeArena() = default;
@@ -53,6 +53,7 @@ class NodeArena {
   Block* m_last = nullptr;
   char* m_next = nullptr;
   std::size_t m_left = 0;
+  std::size_t m_blockBytes = 0;  // size of the next block
 };
 
 template <class T>
