@@ -10,10 +10,10 @@ if [ ! -f $build/CMakeCache.txt ]; then
   CC=clang-14 CXX=clang++-14 cmake -S . -B $build -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCFGCHECK_FUZZ=ON -DCFGCHECK_SANITIZE=ON -DCFGCHECK_TESTS=OFF >/dev/null
 fi
-cmake --build $build -j2 --target fuzz_known_files fuzz_command_line
+cmake --build $build -j2 --target fuzz_known_files fuzz_command_line fuzz_syntax_agreement
 # absolute paths: the command-line target runs inside a scratch directory
 root=$PWD
-for target in known_files command_line; do
+for target in known_files command_line syntax_agreement; do
   corpus=$root/fuzz/corpus-$target
   mkdir -p "$corpus"
   if [ "$target" = known_files ] && [ -z "$(ls -A "$corpus")" ]; then
@@ -31,6 +31,11 @@ for target in known_files command_line; do
       [ -f "$f" ] || continue
       { printf "\\x$(printf %02x $((n % 4)))"; cat "$f"; } > "$corpus/suite-$n"
       n=$((n + 1))
+    done
+  fi
+  if [ "$target" = syntax_agreement ] && [ -z "$(ls -A "$corpus")" ]; then
+    for f in ../shared/jsontestsuite/test_parsing/*.json examples/sound/*.json; do
+      [ -f "$f" ] && cp "$f" "$corpus/"
     done
   fi
   if [ "$target" = command_line ] && [ -z "$(ls -A "$corpus")" ]; then

@@ -56,6 +56,7 @@ constexpr size_t kMaxDepth = 1024;
 // their allocations, which is most of the cost for small files.
 struct Slot {
   simdjson::dom::parser parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
+  simdjson::ondemand::parser syntax{simdjson::SIMDJSON_MAXSIZE_BYTES};  // allocates on first use
   char* buffer = nullptr;
   size_t capacity = 0;  // usable bytes before the padding
   ~Slot() { std::free(buffer); }
@@ -85,6 +86,11 @@ struct Slot {
       platform::adviseHugePages(parser.implementation->structural_indexes.get(), bytes * 4);
     }
     return simdjson::SUCCESS;
+  }
+  simdjson::error_code parse(const char* buf, size_t len, simdjson::dom::element& root) {
+    simdjson::error_code err = prepare(len);
+    if (!err) err = parser.parse(buf, len, false).get(root);
+    return err;
   }
 };
 
@@ -421,43 +427,148 @@ std::string parseFailureReason(simdjson::error_code err, const char* buf, size_t
 JSONParser::JSONParser() = default;
 JSONParser::~JSONParser() = default;
 
+int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf, size_t& len) {
+  std::string reason;
+  if (!m_doc) m_doc = std::make_unique<Document>();
+  if (!m_doc->slot) m_doc->slot = takeSlot();
+  Slot& slot = *m_doc->slot;
+  len = 0;
+  if (path == nullptr || !loadFile(path, slot, len, reason)) {
+    tbx::ErrorStorage::record(reason);
+    return 1;
+  }
+  buf = slot.buffer;
+  if (len >= 3 && std::memcmp(buf, "\xEF\xBB\xBF", 3) == 0) {  // byte-order mark
+    buf += 3;
+    len -= 3;
+  }
+  size_t lineStart = 0;
+  if (maxLineLength != 0 && findLongLine(buf, len, maxLineLength, lineStart)) {
+    tbx::ErrorStorage::record(longLineReason(buf, len, lineStart, maxLineLength));
+    return 1;
+  }
+  return 0;
+}
+
+int JSONParser::fail(int err, const char* buf, size_t len) {
+  auto code = static_cast<simdjson::error_code>(err);
+  tbx::ErrorStorage::record(parseFailureReason(code, buf, len));
+  // After a failed allocation a parser believes it has the room it was
+  // refused and would write through a null pointer on its next use.
+  if (code == simdjson::MEMALLOC) m_doc->slot.reset();
+  return 1;
+}
+
 int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength) {
   dict = nullptr;
   array = nullptr;
   m_top = Value();
-  std::string reason;
   try {
-    if (!m_doc) m_doc = std::make_unique<Document>();
-    if (!m_doc->slot) m_doc->slot = takeSlot();
-    Slot& slot = *m_doc->slot;
+    const char* buf = nullptr;
     size_t len = 0;
-    if (path == nullptr || !loadFile(path, slot, len, reason)) {
-      tbx::ErrorStorage::record(reason);
-      return 1;
-    }
-    const char* buf = slot.buffer;
-    if (len >= 3 && std::memcmp(buf, "\xEF\xBB\xBF", 3) == 0) {  // byte-order mark
-      buf += 3;
-      len -= 3;
-    }
-    size_t lineStart = 0;
-    if (maxLineLength != 0 && findLongLine(buf, len, maxLineLength, lineStart)) {
-      tbx::ErrorStorage::record(longLineReason(buf, len, lineStart, maxLineLength));
-      return 1;
-    }
+    if (load(path, maxLineLength, buf, len) != 0) return 1;
     element root;
-    simdjson::error_code err = slot.prepare(len);
-    if (!err) err = slot.parser.parse(buf, len, false).get(root);
-    if (err) {
-      tbx::ErrorStorage::record(parseFailureReason(err, buf, len));
-      // After a failed allocation the parser believes it has the room it was
-      // refused and would write through a null tape on its next use.
-      if (err == simdjson::MEMALLOC) m_doc->slot.reset();
-      return 1;
-    }
+    if (simdjson::error_code err = m_doc->slot->parse(buf, len, root)) return fail(err, buf, len);
     m_top = m_doc->wrap(root);
     if (root.is_object()) dict = &m_top;
     else if (root.is_array()) array = &m_top;
+    return 0;
+  } catch (const std::bad_alloc&) {
+    tbx::ErrorStorage::record("not enough memory to parse the file");
+    return 1;
+  }
+}
+
+namespace {
+
+namespace od = simdjson::ondemand;
+
+// Reads every value, key and string escape, which is what makes the streaming
+// parser check all of the text: it validates only what is read.
+simdjson::error_code readAll(od::value value, size_t depth) {
+  if (depth > kMaxDepth) return simdjson::DEPTH_ERROR;
+  od::json_type type;
+  if (auto err = value.type().get(type)) return err;
+  switch (type) {
+    case od::json_type::array: {
+      od::array array;
+      if (auto err = value.get_array().get(array)) return err;
+      for (auto item : array) {
+        od::value element;
+        if (auto err = item.get(element)) return err;
+        if (auto err = readAll(element, depth + 1)) return err;
+      }
+      return simdjson::SUCCESS;
+    }
+    case od::json_type::object: {
+      od::object object;
+      if (auto err = value.get_object().get(object)) return err;
+      for (auto item : object) {
+        od::field field;
+        std::string_view key;
+        if (auto err = std::move(item).get(field)) return err;
+        if (auto err = field.unescaped_key().get(key)) return err;
+        if (auto err = readAll(field.value(), depth + 1)) return err;
+      }
+      return simdjson::SUCCESS;
+    }
+    case od::json_type::number: {
+      od::number number;
+      return value.get_number().get(number);
+    }
+    case od::json_type::string: {
+      std::string_view text;
+      return value.get_string().get(text);
+    }
+    case od::json_type::boolean: {
+      bool flag;
+      return value.get_bool().get(flag);
+    }
+    case od::json_type::null: {
+      bool isNull = false;
+      if (auto err = value.is_null().get(isNull)) return err;
+      return isNull ? simdjson::SUCCESS : simdjson::N_ATOM_ERROR;
+    }
+  }
+  return simdjson::TAPE_ERROR;
+}
+
+// Reads a document whose top level is an array or an object. Anything else is
+// left to the document parser (`scalar`): the streaming parser's readers of a
+// top-level scalar let some trailing bytes through ("false" and a control byte).
+simdjson::error_code readDocument(od::parser& parser, const char* buf, size_t len, bool& scalar) {
+  scalar = false;
+  od::document doc;
+  if (auto err = parser.iterate(buf, len, len + simdjson::SIMDJSON_PADDING).get(doc)) return err;
+  od::json_type type;
+  if (auto err = doc.type().get(type)) return err;
+  if (type != od::json_type::array && type != od::json_type::object) {
+    scalar = true;
+    return simdjson::SUCCESS;
+  }
+  od::value root;
+  if (auto err = doc.get_value().get(root)) return err;
+  if (auto err = readAll(root, 1)) return err;
+  // The streaming parser stops after the top-level value; anything left is an error.
+  const char* rest = nullptr;
+  if (!doc.current_location().get(rest)) return simdjson::TRAILING_CONTENT;
+  return simdjson::SUCCESS;
+}
+
+}  // namespace
+
+int JSONParser::checkSyntax(const char* path, uint32_t maxLineLength) {
+  m_top = Value();
+  try {
+    const char* buf = nullptr;
+    size_t len = 0;
+    if (load(path, maxLineLength, buf, len) != 0) return 1;
+    Slot& slot = *m_doc->slot;
+    bool scalar = false;
+    simdjson::error_code err = readDocument(slot.syntax, buf, len, scalar);
+    element root;
+    if (!err && scalar) err = slot.parse(buf, len, root);
+    if (err) return fail(err, buf, len);
     return 0;
   } catch (const std::bad_alloc&) {
     tbx::ErrorStorage::record("not enough memory to parse the file");

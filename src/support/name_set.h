@@ -89,7 +89,7 @@ struct NameKey {
     NameKey key;
     key.size = static_cast<uint32_t>(text.size());
     unsigned char bytes[8] = {};
-    std::memcpy(bytes, text.data(), text.size() < 8 ? text.size() : 8);
+    if (!text.empty()) std::memcpy(bytes, text.data(), text.size() < 8 ? text.size() : 8);
     std::memcpy(&key.head, bytes, 8);
     key.head = __builtin_bswap64(key.head);
     key.tail = text.size() > 8 ? text.data() + 8 : nullptr;

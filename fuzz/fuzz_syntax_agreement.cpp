@@ -1,0 +1,34 @@
+// A file nothing looks into is checked by the streaming parser, the known
+// files by the document parser. Both must give every input the same verdict
+// and the same reason, or a file's fate would depend on its name.
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "fuzz_support.h"
+#include "platform/kit_config.h"
+
+namespace {
+std::string takeReason() {
+  const char* reason = tbx::ErrorStorage::reason();
+  std::string text = reason != nullptr ? reason : "";
+  tbx::ErrorStorage::ack();
+  return text;
+}
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+  static fuzzing::Sandbox sandbox;
+  const std::string path = sandbox.dir + "/any.json";
+  fuzzing::writeFile(path, reinterpret_cast<const char*>(data), size);
+  // no line limit: it is applied before either parser and would hide them
+  kit::config::JSONParser parser;
+  kit::config::Dictionary* dict = nullptr;
+  kit::config::Array* array = nullptr;
+  int document = parser.parseFile(path.c_str(), dict, array, 0);
+  std::string documentReason = takeReason();
+  int streaming = parser.checkSyntax(path.c_str(), 0);
+  std::string streamingReason = takeReason();
+  if (document != streaming || documentReason != streamingReason) std::abort();
+  return 0;
+}
