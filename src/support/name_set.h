@@ -7,7 +7,6 @@
 #include <cstring>
 #include <new>
 #include <set>
-#include <string>
 #include <string_view>
 
 namespace support {
