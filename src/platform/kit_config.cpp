@@ -1,6 +1,7 @@
 #include "platform/kit_config.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #ifdef __SSE2__
 #include <emmintrin.h>
 #endif
@@ -12,6 +13,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <algorithm>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -51,6 +53,11 @@ void toRaw(const T& t, uint64_t raw[2]) {
 constexpr uint32_t kSaturatedCount = 0xFFFFFF;  // the parser stops counting there
 constexpr uint32_t kIndexedObjectSize = 16;     // objects this big get a key index
 constexpr size_t kMaxDepth = 1024;
+// A slot given to the other parser keeps no more than this of the first one's
+// buffers: checks hold a document while name sets grow, and a full check of a
+// large system must stay within a few times its largest file.
+constexpr size_t kKeepBytes = size_t(16) << 20;
+size_t gListBatchBytes = size_t(256) << 10;
 
 // A reusable parser and input buffer. Parsing many files in a row reuses
 // their allocations, which is most of the cost for small files.
@@ -59,7 +66,14 @@ struct Slot {
   simdjson::ondemand::parser syntax{simdjson::SIMDJSON_MAXSIZE_BYTES};  // allocates on first use
   char* buffer = nullptr;
   size_t capacity = 0;  // usable bytes before the padding
-  ~Slot() { std::free(buffer); }
+  // Strings are unescaped here one at a time, so the streaming parser's own
+  // string buffer (the size of the file) is never touched.
+  uint8_t* scratch = nullptr;
+  size_t scratchCapacity = 0;
+  ~Slot() {
+    std::free(buffer);
+    std::free(scratch);
+  }
   bool reserve(size_t bytes) {
     if (bytes <= capacity) return true;
     size_t want = capacity == 0 ? 4096 : capacity;
@@ -70,6 +84,27 @@ struct Slot {
     capacity = want;
     platform::adviseHugePages(buffer, capacity);
     return true;
+  }
+  bool reserveScratch(size_t bytes) {
+    if (bytes <= scratchCapacity) return true;
+    std::free(scratch);
+    scratch = static_cast<uint8_t*>(std::malloc(bytes + simdjson::SIMDJSON_PADDING));
+    scratchCapacity = scratch != nullptr ? bytes : 0;
+    return scratch != nullptr;
+  }
+  // Gives back the pages of a larger earlier file beyond the `len` bytes in use.
+  void trimBuffer(size_t len) {
+    constexpr uintptr_t kPage = 4096;
+    uintptr_t from = (reinterpret_cast<uintptr_t>(buffer) + len + simdjson::SIMDJSON_PADDING + kPage - 1) & ~(kPage - 1);
+    uintptr_t to = (reinterpret_cast<uintptr_t>(buffer) + capacity) & ~(kPage - 1);
+    if (to > from && to - from >= kKeepBytes / 4) ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
+  }
+  void releaseStreaming() {
+    if (syntax.capacity() > kKeepBytes) syntax = simdjson::ondemand::parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
+  }
+  void releaseDocument() {
+    if (parser.capacity() > kKeepBytes || parser.doc.capacity() > kKeepBytes)
+      parser = simdjson::dom::parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
   }
   // Room for a large document, allocated before the parse so that the
   // parser's buffers can be advised first. The parse allocates the rest.
@@ -115,10 +150,47 @@ std::vector<std::unique_ptr<Slot>>& slotPool() {
   return pool;
 }
 
+// Where the entries of one large list, a member of the top-level object, lie
+// in the text. Batch b is the text from cuts[b] to cuts[b + 1], both ends
+// included: the list's brackets or the commas between its entries, which
+// become brackets while the batch is parsed. It holds entries firsts[b] up to
+// firsts[b + 1]; the last of firsts is the number of entries.
+struct ListLayout {
+  uint32_t ordinal = 0;  // place among the top-level members
+  std::vector<size_t> cuts;
+  std::vector<uint32_t> firsts;
+};
+
+struct Layout {
+  std::vector<ListLayout> lists;
+};
+
+// The file a layout was taken from, as far as stat tells: a file that was
+// rewritten since has another size, modification or change time.
+struct FileIdentity {
+  dev_t dev = 0;
+  ino_t ino = 0;
+  off_t size = -1;
+  timespec mtime{};
+  timespec ctime{};
+  bool operator==(const FileIdentity& o) const {
+    return dev == o.dev && ino == o.ino && size == o.size && mtime.tv_sec == o.mtime.tv_sec &&
+           mtime.tv_nsec == o.mtime.tv_nsec && ctime.tv_sec == o.ctime.tv_sec && ctime.tv_nsec == o.ctime.tv_nsec;
+  }
+};
+
+// Layouts found by the syntax check of large files, so that the content check
+// that reads the same file next needs no second walk over it.
+std::vector<std::pair<FileIdentity, Layout>>& layoutCache() {
+  static std::vector<std::pair<FileIdentity, Layout>> cache;
+  return cache;
+}
+
 }  // namespace
 
-struct Document {
-  std::unique_ptr<Slot> slot;
+// One parsed tree, the file's or a batch's, and the indexes built over it.
+struct Tree {
+  Document* owner = nullptr;
 
   // Sequential at(i) over the same array must not walk from the start each time.
   struct Cursor {
@@ -130,14 +202,10 @@ struct Document {
   std::unordered_map<size_t, uint32_t> bigArraySizes;
   std::unordered_map<size_t, std::unordered_map<std::string_view, element>> keyIndex;
 
-  ~Document() {
-    if (slot) {
-      try {
-        slotPool().push_back(std::move(slot));
-      } catch (...) {
-        // a full pool only costs a later allocation
-      }
-    }
+  void clear() {
+    for (Cursor& c : cursors) c = Cursor{};
+    bigArraySizes.clear();
+    keyIndex.clear();
   }
 
   Value wrap(const element& e) {
@@ -206,6 +274,82 @@ struct Document {
   }
 };
 
+namespace {
+
+// A large list of the file, standing in the document as an empty array and
+// read one batch at a time.
+struct List {
+  size_t id = 0;  // the empty array's handle in the file's tree
+  ListLayout layout;
+  simdjson::dom::parser parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
+  Tree tree;
+  size_t batch = SIZE_MAX;  // the one parsed now
+  simdjson::dom::array entries;
+  size_t entriesId = 0;
+};
+
+}  // namespace
+
+struct Document {
+  std::unique_ptr<Slot> slot;
+  Tree main;
+  char* text = nullptr;  // the file, in the slot's buffer
+  std::vector<char> skeleton;  // the file without its large lists' entries
+  std::vector<std::unique_ptr<List>> lists;
+  FileIdentity identity;  // of the file read last
+
+  Document() { main.owner = this; }
+  ~Document() {
+    if (slot) {
+      try {
+        slotPool().push_back(std::move(slot));
+      } catch (...) {
+        // a full pool only costs a later allocation
+      }
+    }
+  }
+
+  void reset() {
+    main.clear();
+    lists.clear();
+    skeleton.clear();
+    text = nullptr;
+  }
+
+  List* listFor(const Tree* tree, size_t id) {
+    if (tree != &main) return nullptr;
+    for (auto& list : lists)
+      if (list->id == id) return list.get();
+    return nullptr;
+  }
+
+  bool entry(List& list, uint32_t index, element& out) {
+    const std::vector<uint32_t>& firsts = list.layout.firsts;
+    if (index >= firsts.back()) return false;
+    size_t b = static_cast<size_t>(std::upper_bound(firsts.begin(), firsts.end(), index) - firsts.begin()) - 1;
+    if (b != list.batch) {
+      list.batch = SIZE_MAX;
+      list.tree.clear();
+      char* open = text + list.layout.cuts[b];
+      char* close = text + list.layout.cuts[b + 1];
+      const char before = *open, after = *close;
+      *open = '[';
+      *close = ']';
+      // The document keeps copies of the strings; the text is restored at once.
+      element root;
+      simdjson::error_code err = list.parser.parse(open, static_cast<size_t>(close - open) + 1, false).get(root);
+      *open = before;
+      *close = after;
+      if (err || root.get_array().get(list.entries)) return false;
+      uint64_t raw[2];
+      toRaw(root, raw);
+      list.entriesId = raw[1];
+      list.batch = b;
+    }
+    return list.tree.elementAt(list.entries, list.entriesId, index - firsts[b], out);
+  }
+};
+
 // ---- Value ----
 
 Value Value::get(std::string_view key) const {
@@ -230,6 +374,7 @@ uint32_t Value::size() const {
   if (m_doc == nullptr) return 0;
   simdjson::dom::array a;
   if (fromRaw<element>(m_raw).get_array().get(a)) return 0;
+  if (List* list = m_doc->owner->listFor(m_doc, m_raw[1])) return list->layout.firsts.back();
   try {
     return m_doc->arraySize(a, m_raw[1]);
   } catch (const std::bad_alloc&) {
@@ -242,6 +387,10 @@ Value Value::at(uint32_t index) const {
   simdjson::dom::array a;
   if (fromRaw<element>(m_raw).get_array().get(a)) return Value();
   element child;
+  if (List* list = m_doc->owner->listFor(m_doc, m_raw[1])) {
+    if (!m_doc->owner->entry(*list, index, child)) return Value();
+    return list->tree.wrap(child);
+  }
   if (!m_doc->elementAt(a, m_raw[1], index, child)) return Value();
   return m_doc->wrap(child);
 }
@@ -360,8 +509,10 @@ std::string longLineReason(const char* buf, size_t len, size_t start, uint32_t l
 }
 
 // Reads the whole file into the slot's buffer. Directories and devices are
-// refused; pipes are read to their end.
-bool loadFile(const char* path, Slot& slot, size_t& len, std::string& reason) {
+// refused; pipes are read to their end. `identity` is set for a regular file
+// read whole.
+bool loadFile(const char* path, Slot& slot, size_t& len, std::string& reason, FileIdentity& identity) {
+  identity = FileIdentity{};
   struct stat st {};
   if (::stat(path, &st) != 0) {
     reason = std::string("can't read file: ") + std::strerror(errno);
@@ -380,12 +531,14 @@ bool loadFile(const char* path, Slot& slot, size_t& len, std::string& reason) {
     reason = std::string("can't read file: ") + std::strerror(errno);
     return false;
   }
-  size_t expected = S_ISREG(st.st_mode) ? static_cast<size_t>(st.st_size) : 0;
+  struct stat opened {};
+  bool regular = ::fstat(fd, &opened) == 0 && S_ISREG(opened.st_mode);
+  size_t expected = regular ? static_cast<size_t>(opened.st_size) : 0;
   len = 0;
   bool ok = true;
   for (;;) {
     size_t want = len + (expected > len ? expected - len : 0) + 1;  // one byte more to see the end
-    if (want < len + 65536 && !S_ISREG(st.st_mode)) want = len + 65536;
+    if (want < len + 65536 && !regular) want = len + 65536;
     if (!slot.reserve(want)) {
       reason = "not enough memory to read the file (" + std::to_string(want) + " bytes)";
       ok = false;
@@ -402,8 +555,12 @@ bool loadFile(const char* path, Slot& slot, size_t& len, std::string& reason) {
     len += static_cast<size_t>(got);
   }
   ::close(fd);
-  if (ok) std::memset(slot.buffer + len, 0, simdjson::SIMDJSON_PADDING);
-  return ok;
+  if (!ok) return false;
+  std::memset(slot.buffer + len, 0, simdjson::SIMDJSON_PADDING);
+  slot.trimBuffer(len);
+  if (regular && len == expected)
+    identity = FileIdentity{opened.st_dev, opened.st_ino, opened.st_size, opened.st_mtim, opened.st_ctim};
+  return true;
 }
 
 std::unique_ptr<Slot> takeSlot() {
@@ -422,7 +579,189 @@ std::string parseFailureReason(simdjson::error_code err, const char* buf, size_t
   return simdjson::error_message(err);
 }
 
+namespace od = simdjson::ondemand;
+
+struct Walk {
+  od::parser& parser;
+  uint8_t* scratch;  // room for the longest string, reused for each
+};
+
+simdjson::error_code readString(Walk& walk, od::raw_json_string raw) {
+  uint8_t* dst = walk.scratch;
+  std::string_view text;
+  return walk.parser.unescape(raw, dst).get(text);
+}
+
+// Reads every value, key and string escape, which is what makes the streaming
+// parser check all of the text: it validates only what is read.
+simdjson::error_code readAll(Walk& walk, od::value value, size_t depth) {
+  if (depth > kMaxDepth) return simdjson::DEPTH_ERROR;
+  od::json_type type;
+  if (auto err = value.type().get(type)) return err;
+  switch (type) {
+    case od::json_type::array: {
+      od::array array;
+      if (auto err = value.get_array().get(array)) return err;
+      for (auto item : array) {
+        od::value element;
+        if (auto err = item.get(element)) return err;
+        if (auto err = readAll(walk, element, depth + 1)) return err;
+      }
+      return simdjson::SUCCESS;
+    }
+    case od::json_type::object: {
+      od::object object;
+      if (auto err = value.get_object().get(object)) return err;
+      for (auto item : object) {
+        od::field field;
+        if (auto err = std::move(item).get(field)) return err;
+        if (auto err = readString(walk, field.key())) return err;
+        if (auto err = readAll(walk, field.value(), depth + 1)) return err;
+      }
+      return simdjson::SUCCESS;
+    }
+    case od::json_type::number: {
+      od::number number;
+      return value.get_number().get(number);
+    }
+    case od::json_type::string: {
+      od::raw_json_string raw;
+      if (auto err = value.get_raw_json_string().get(raw)) return err;
+      return readString(walk, raw);
+    }
+    case od::json_type::boolean: {
+      bool flag;
+      return value.get_bool().get(flag);
+    }
+    case od::json_type::null: {
+      bool isNull = false;
+      if (auto err = value.is_null().get(isNull)) return err;
+      return isNull ? simdjson::SUCCESS : simdjson::N_ATOM_ERROR;
+    }
+  }
+  return simdjson::TAPE_ERROR;
+}
+
+bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+// The last byte before `p` that is no blank.
+size_t lastTokenByte(const char* buf, const char* p) {
+  while (p > buf && isBlank(p[-1])) --p;
+  return static_cast<size_t>(p - buf) - 1;
+}
+
+// Reads a list that is a member of the top level and notes where batches of
+// about gListBatchBytes of its entries begin and end. `layout` stays empty
+// for a list that fits in one batch.
+simdjson::error_code readList(Walk& walk, od::document& doc, od::value value, const char* buf, ListLayout& layout) {
+  const char* open = nullptr;
+  if (auto err = value.current_location().get(open)) return err;
+  od::array array;
+  if (auto err = value.get_array().get(array)) return err;
+  std::vector<size_t> cuts{static_cast<size_t>(open - buf)};
+  std::vector<uint32_t> firsts{0};
+  uint32_t count = 0;
+  for (auto item : array) {
+    od::value element;
+    if (auto err = item.get(element)) return err;
+    const char* start = nullptr;
+    if (auto err = element.current_location().get(start)) return err;
+    if (count > 0 && static_cast<size_t>(start - buf) - cuts.back() >= gListBatchBytes) {
+      cuts.push_back(lastTokenByte(buf, start));  // the comma before this entry
+      firsts.push_back(count);
+    }
+    if (auto err = readAll(walk, element, 3)) return err;
+    if (count == UINT32_MAX) return simdjson::CAPACITY;
+    ++count;
+  }
+  const char* next = nullptr;  // the token after the list
+  if (auto err = doc.current_location().get(next)) return err;
+  cuts.push_back(lastTokenByte(buf, next));
+  firsts.push_back(count);
+  bool sound = buf[cuts.front()] == '[' && buf[cuts.back()] == ']';
+  for (size_t i = 1; i + 1 < cuts.size(); ++i) sound = sound && buf[cuts[i]] == ',';
+  if (sound && cuts.size() > 2) {
+    layout.cuts = std::move(cuts);
+    layout.firsts = std::move(firsts);
+  }
+  return simdjson::SUCCESS;
+}
+
+// Reads a document whose top level is an array or an object. Anything else is
+// left to the document parser (`scalar`): the streaming parser's readers of a
+// top-level scalar let some trailing bytes through ("false" and a control byte).
+// With `layout`, the large lists of a top-level object are noted in it.
+simdjson::error_code readDocument(Slot& slot, const char* buf, size_t len, bool& scalar, Layout* layout) {
+  scalar = false;
+  if (!slot.reserveScratch(len)) return simdjson::MEMALLOC;
+  Walk walk{slot.syntax, slot.scratch};
+  od::document doc;
+  if (auto err = slot.syntax.iterate(buf, len, len + simdjson::SIMDJSON_PADDING).get(doc)) return err;
+  od::json_type type;
+  if (auto err = doc.type().get(type)) return err;
+  if (type != od::json_type::array && type != od::json_type::object) {
+    scalar = true;
+    return simdjson::SUCCESS;
+  }
+  if (layout != nullptr && type == od::json_type::object) {
+    od::object object;
+    if (auto err = doc.get_object().get(object)) return err;
+    uint32_t ordinal = 0;
+    for (auto item : object) {
+      od::field field;
+      if (auto err = std::move(item).get(field)) return err;
+      if (auto err = readString(walk, field.key())) return err;
+      od::value value = field.value();
+      od::json_type memberType;
+      if (auto err = value.type().get(memberType)) return err;
+      if (memberType == od::json_type::array) {
+        ListLayout list;
+        list.ordinal = ordinal;
+        if (auto err = readList(walk, doc, value, buf, list)) return err;
+        if (!list.cuts.empty()) layout->lists.push_back(std::move(list));
+      } else if (auto err = readAll(walk, value, 2)) {
+        return err;
+      }
+      ++ordinal;
+    }
+  } else {
+    od::value root;
+    if (auto err = doc.get_value().get(root)) return err;
+    if (auto err = readAll(walk, root, 1)) return err;
+  }
+  // The streaming parser stops after the top-level value; anything left is an error.
+  const char* rest = nullptr;
+  if (!doc.current_location().get(rest)) return simdjson::TRAILING_CONTENT;
+  return simdjson::SUCCESS;
+}
+
+const Layout* findLayout(const FileIdentity& identity) {
+  if (identity.size < 0) return nullptr;
+  for (auto& [id, layout] : layoutCache())
+    if (id == identity) return &layout;
+  return nullptr;
+}
+
+void keepLayout(const FileIdentity& identity, Layout&& layout) {
+  if (identity.size < 0) return;  // a file without large lists is kept too: no walk finds none again
+  auto& cache = layoutCache();
+  for (auto& [id, kept] : cache) {
+    if (id.dev == identity.dev && id.ino == identity.ino) {
+      id = identity;
+      kept = std::move(layout);
+      return;
+    }
+  }
+  if (cache.size() >= 16) cache.erase(cache.begin());
+  cache.emplace_back(identity, std::move(layout));
+}
+
 }  // namespace
+
+void setListBatchBytes(size_t bytes) {
+  gListBatchBytes = bytes == 0 ? 1 : bytes;
+  layoutCache().clear();
+}
 
 JSONParser::JSONParser() = default;
 JSONParser::~JSONParser() = default;
@@ -430,18 +769,20 @@ JSONParser::~JSONParser() = default;
 int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf, size_t& len) {
   std::string reason;
   if (!m_doc) m_doc = std::make_unique<Document>();
+  m_doc->reset();
   if (!m_doc->slot) m_doc->slot = takeSlot();
   Slot& slot = *m_doc->slot;
   len = 0;
-  if (path == nullptr || !loadFile(path, slot, len, reason)) {
+  if (path == nullptr || !loadFile(path, slot, len, reason, m_doc->identity)) {
     tbx::ErrorStorage::record(reason);
     return 1;
   }
-  buf = slot.buffer;
-  if (len >= 3 && std::memcmp(buf, "\xEF\xBB\xBF", 3) == 0) {  // byte-order mark
-    buf += 3;
+  m_doc->text = slot.buffer;
+  if (len >= 3 && std::memcmp(slot.buffer, "\xEF\xBB\xBF", 3) == 0) {  // byte-order mark
+    m_doc->text += 3;
     len -= 3;
   }
+  buf = m_doc->text;
   size_t lineStart = 0;
   if (maxLineLength != 0 && findLongLine(buf, len, maxLineLength, lineStart)) {
     tbx::ErrorStorage::record(longLineReason(buf, len, lineStart, maxLineLength));
@@ -459,121 +800,108 @@ int JSONParser::fail(int err, const char* buf, size_t len) {
   return 1;
 }
 
-int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength) {
-  dict = nullptr;
-  array = nullptr;
-  m_top = Value();
+namespace {
+
+// Parses the file without the entries of its large lists, each list an empty
+// array there, and ties those arrays to their lists.
+simdjson::error_code parseSkeleton(Document& doc, const Layout& layout, size_t len, element& root) {
+  const char* text = doc.text;
+  size_t from = 0;
+  size_t maxBatch = 0;
+  for (const ListLayout& list : layout.lists) {
+    doc.skeleton.insert(doc.skeleton.end(), text + from, text + list.cuts.front() + 1);
+    from = list.cuts.back();
+    for (size_t b = 0; b + 1 < list.cuts.size(); ++b) maxBatch = std::max(maxBatch, list.cuts[b + 1] - list.cuts[b] + 1);
+  }
+  doc.skeleton.insert(doc.skeleton.end(), text + from, text + len);
+  const size_t skeletonLen = doc.skeleton.size();
+  doc.skeleton.resize(skeletonLen + simdjson::SIMDJSON_PADDING, '\0');
+  if (auto err = doc.slot->parse(doc.skeleton.data(), skeletonLen, root)) return err;
+  simdjson::dom::object top;
+  if (auto err = root.get_object().get(top)) return err;
+  auto list = layout.lists.begin();
+  uint32_t ordinal = 0;
+  for (auto field : top) {
+    if (list == layout.lists.end()) break;
+    if (ordinal++ != list->ordinal) continue;
+    if (!field.value.is_array()) return simdjson::TAPE_ERROR;
+    auto entry = std::make_unique<List>();
+    uint64_t raw[2];
+    toRaw(field.value, raw);
+    entry->id = raw[1];
+    entry->layout = *list++;
+    entry->tree.owner = &doc;
+    // Batches are parsed into the same room, so a value kept past its batch
+    // reads another entry's data rather than freed memory.
+    if (auto err = entry->parser.allocate(maxBatch)) return err;
+    doc.lists.push_back(std::move(entry));
+  }
+  return list == layout.lists.end() ? simdjson::SUCCESS : simdjson::TAPE_ERROR;
+}
+
+// A file too large for this machine is a failed file, not a crash.
+template <class Body>
+int outOfMemoryFails(Body&& body) {
   try {
-    const char* buf = nullptr;
-    size_t len = 0;
-    if (load(path, maxLineLength, buf, len) != 0) return 1;
-    element root;
-    if (simdjson::error_code err = m_doc->slot->parse(buf, len, root)) return fail(err, buf, len);
-    m_top = m_doc->wrap(root);
-    if (root.is_object()) dict = &m_top;
-    else if (root.is_array()) array = &m_top;
-    return 0;
+    return body();
   } catch (const std::bad_alloc&) {
     tbx::ErrorStorage::record("not enough memory to parse the file");
     return 1;
   }
-}
-
-namespace {
-
-namespace od = simdjson::ondemand;
-
-// Reads every value, key and string escape, which is what makes the streaming
-// parser check all of the text: it validates only what is read.
-simdjson::error_code readAll(od::value value, size_t depth) {
-  if (depth > kMaxDepth) return simdjson::DEPTH_ERROR;
-  od::json_type type;
-  if (auto err = value.type().get(type)) return err;
-  switch (type) {
-    case od::json_type::array: {
-      od::array array;
-      if (auto err = value.get_array().get(array)) return err;
-      for (auto item : array) {
-        od::value element;
-        if (auto err = item.get(element)) return err;
-        if (auto err = readAll(element, depth + 1)) return err;
-      }
-      return simdjson::SUCCESS;
-    }
-    case od::json_type::object: {
-      od::object object;
-      if (auto err = value.get_object().get(object)) return err;
-      for (auto item : object) {
-        od::field field;
-        std::string_view key;
-        if (auto err = std::move(item).get(field)) return err;
-        if (auto err = field.unescaped_key().get(key)) return err;
-        if (auto err = readAll(field.value(), depth + 1)) return err;
-      }
-      return simdjson::SUCCESS;
-    }
-    case od::json_type::number: {
-      od::number number;
-      return value.get_number().get(number);
-    }
-    case od::json_type::string: {
-      std::string_view text;
-      return value.get_string().get(text);
-    }
-    case od::json_type::boolean: {
-      bool flag;
-      return value.get_bool().get(flag);
-    }
-    case od::json_type::null: {
-      bool isNull = false;
-      if (auto err = value.is_null().get(isNull)) return err;
-      return isNull ? simdjson::SUCCESS : simdjson::N_ATOM_ERROR;
-    }
-  }
-  return simdjson::TAPE_ERROR;
-}
-
-// Reads a document whose top level is an array or an object. Anything else is
-// left to the document parser (`scalar`): the streaming parser's readers of a
-// top-level scalar let some trailing bytes through ("false" and a control byte).
-simdjson::error_code readDocument(od::parser& parser, const char* buf, size_t len, bool& scalar) {
-  scalar = false;
-  od::document doc;
-  if (auto err = parser.iterate(buf, len, len + simdjson::SIMDJSON_PADDING).get(doc)) return err;
-  od::json_type type;
-  if (auto err = doc.type().get(type)) return err;
-  if (type != od::json_type::array && type != od::json_type::object) {
-    scalar = true;
-    return simdjson::SUCCESS;
-  }
-  od::value root;
-  if (auto err = doc.get_value().get(root)) return err;
-  if (auto err = readAll(root, 1)) return err;
-  // The streaming parser stops after the top-level value; anything left is an error.
-  const char* rest = nullptr;
-  if (!doc.current_location().get(rest)) return simdjson::TRAILING_CONTENT;
-  return simdjson::SUCCESS;
 }
 
 }  // namespace
 
-int JSONParser::checkSyntax(const char* path, uint32_t maxLineLength) {
+int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength) {
+  dict = nullptr;
+  array = nullptr;
   m_top = Value();
-  try {
+  int rc = outOfMemoryFails([&]() -> int {
     const char* buf = nullptr;
     size_t len = 0;
     if (load(path, maxLineLength, buf, len) != 0) return 1;
     Slot& slot = *m_doc->slot;
+    const Layout* layout = nullptr;
+    Layout walked;
+    if (len > gListBatchBytes) {
+      layout = findLayout(m_doc->identity);
+      if (layout == nullptr) {
+        bool scalar = false;
+        if (simdjson::error_code err = readDocument(slot, buf, len, scalar, &walked)) return fail(err, buf, len);
+        layout = &walked;
+      }
+    }
+    slot.releaseStreaming();
+    element root;
+    simdjson::error_code err = layout != nullptr && !layout->lists.empty() ? parseSkeleton(*m_doc, *layout, len, root)
+                                                                          : slot.parse(buf, len, root);
+    if (err) return fail(err, buf, len);
+    m_top = m_doc->main.wrap(root);
+    if (root.is_object()) dict = &m_top;
+    else if (root.is_array()) array = &m_top;
+    return 0;
+  });
+  if (rc != 0 && m_doc) m_doc->reset();
+  return rc;
+}
+
+int JSONParser::checkSyntax(const char* path, uint32_t maxLineLength) {
+  m_top = Value();
+  return outOfMemoryFails([&]() -> int {
+    const char* buf = nullptr;
+    size_t len = 0;
+    if (load(path, maxLineLength, buf, len) != 0) return 1;
+    Slot& slot = *m_doc->slot;
+    slot.releaseDocument();
     bool scalar = false;
-    simdjson::error_code err = readDocument(slot.syntax, buf, len, scalar);
+    Layout layout;
+    simdjson::error_code err = readDocument(slot, buf, len, scalar, len > gListBatchBytes ? &layout : nullptr);
     element root;
     if (!err && scalar) err = slot.parse(buf, len, root);
     if (err) return fail(err, buf, len);
+    keepLayout(m_doc->identity, std::move(layout));
     return 0;
-  } catch (const std::bad_alloc&) {
-    tbx::ErrorStorage::record("not enough memory to parse the file");
-    return 1;
-  }
+  });
 }
 
 const char* const FWKeys::NAMEKEY = "name";

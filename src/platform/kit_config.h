@@ -11,10 +11,13 @@
 namespace kit::config {
 
 struct Document;
+struct Tree;
 class bcf_iterator;
 
 // One JSON value of a parsed document, or the absent value. Cheap to copy;
-// valid while the parser that produced it lives.
+// valid while the parser that produced it lives, except an entry of a large
+// top-level list (see parseFile): that one until the list is read elsewhere
+// in the file, a few hundred KB away.
 class Value {
  public:
   Value() = default;  // the absent value
@@ -45,10 +48,10 @@ class Value {
 
  private:
   friend class bcf_iterator;
-  friend struct Document;
-  Value(Document* doc, uint64_t raw0, uint64_t raw1) : m_doc(doc), m_raw{raw0, raw1} {}
+  friend struct Tree;
+  Value(Tree* tree, uint64_t raw0, uint64_t raw1) : m_doc(tree), m_raw{raw0, raw1} {}
 
-  Document* m_doc = nullptr;
+  Tree* m_doc = nullptr;
   uint64_t m_raw[2] = {0, 0};  // the parser's own element handle
 };
 
@@ -72,7 +75,7 @@ class bcf_iterator {
 
  private:
   friend class Value;
-  Document* m_doc = nullptr;
+  Tree* m_doc = nullptr;
   uint64_t m_raw[2] = {0, 0};  // the parser's own iterator
 };
 
@@ -87,6 +90,10 @@ class JSONParser {
   // tbx::ErrorStorage. `dict` is set to the top-level object, or null when the
   // top level is something else. A line longer than `maxLineLength` bytes
   // (0: no limit) fails the parse.
+  // A large file whose top level is an object has the entries of its large
+  // lists (arrays that are members of the top level) parsed a few hundred KB
+  // at a time as they are read, so that the document never has to be held
+  // whole: its memory is that of the file plus the rest of the document.
   int parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength);
   // The same verdict and reason as parseFile, without building the document:
   // for a file nothing will look into, at about half the memory.
@@ -100,6 +107,10 @@ class JSONParser {
   std::unique_ptr<Document> m_doc;
   Value m_top;
 };
+
+// Bytes of a top-level list parsed at a time (default 256 KiB). Tests set it
+// small to take that path with small files.
+void setListBatchBytes(size_t bytes);
 
 struct FWKeys {
   static const char* const NAMEKEY;
