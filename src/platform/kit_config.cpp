@@ -735,10 +735,22 @@ simdjson::error_code readDocument(Slot& slot, const char* buf, size_t len, bool&
   return simdjson::SUCCESS;
 }
 
-const Layout* findLayout(const FileIdentity& identity) {
+// Timestamps are coarse: a file rewritten in place within one tick keeps its
+// identity, so the cut bytes are looked at before the layout is trusted.
+bool cutsHold(const Layout& layout, const char* buf, size_t len) {
+  for (const ListLayout& list : layout.lists) {
+    const std::vector<size_t>& cuts = list.cuts;
+    if (cuts.size() < 2 || cuts.back() >= len || buf[cuts.front()] != '[' || buf[cuts.back()] != ']') return false;
+    for (size_t b = 1; b + 1 < cuts.size(); ++b)
+      if (buf[cuts[b]] != ',') return false;
+  }
+  return true;
+}
+
+const Layout* findLayout(const FileIdentity& identity, const char* buf, size_t len) {
   if (identity.size < 0) return nullptr;
   for (auto& [id, layout] : layoutCache())
-    if (id == identity) return &layout;
+    if (id == identity) return cutsHold(layout, buf, len) ? &layout : nullptr;
   return nullptr;
 }
 
@@ -864,7 +876,7 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
     const Layout* layout = nullptr;
     Layout walked;
     if (len > gListBatchBytes) {
-      layout = findLayout(m_doc->identity);
+      layout = findLayout(m_doc->identity, buf, len);
       if (layout == nullptr) {
         bool scalar = false;
         if (simdjson::error_code err = readDocument(slot, buf, len, scalar, &walked)) return fail(err, buf, len);

@@ -107,6 +107,98 @@ TEST(Value, LargeObjectsAndArraysStayCorrect) {
   EXPECT_FALSE(map.get("k300").isPresent());
 }
 
+// Everything the value interface can tell about `v`, as text.
+std::string render(const Value& v) {
+  if (!v.isPresent()) return "~";
+  if (v.isDictionary()) {
+    std::string out = "{";
+    for (auto it = v.begin(); it != v.end(); ++it) out += std::string(it.key()) + ":" + render(it.value()) + ",";
+    return out + "}";
+  }
+  if (v.isArray()) {
+    std::string out = "[";
+    for (uint32_t i = 0; i < v.size(); ++i) out += render(v.at(i)) + ",";
+    return out + "]";
+  }
+  int32_t n = 0;
+  std::string s;
+  bool b = false;
+  if (v.getInt(n) == 0) return std::to_string(n);
+  if (v.getString(s) == 0) return "\"" + s + "\"";
+  if (v.getBool(b) == 0) return b ? "true" : "false";
+  return "?";
+}
+
+struct BatchBytes {
+  explicit BatchBytes(size_t bytes) { kit::config::setListBatchBytes(bytes); }
+  ~BatchBytes() { kit::config::setListBatchBytes(256 * 1024); }
+};
+
+std::string renderFile(const std::string& path, bool syntaxFirst) {
+  JSONParser parser;
+  Dictionary* dict = nullptr;
+  Array* array = nullptr;
+  if (syntaxFirst && parser.checkSyntax(path.c_str(), 0) != 0) return "syntax failed";
+  if (parser.parseFile(path.c_str(), dict, array, 0) != 0) return "parse failed";
+  return dict ? render(*dict) + "|" + render(dict->get("procs")) : "not an object";
+}
+
+TEST(Value, ListsReadInBatchesReadAsAWholeParse) {
+  std::string text = "{\"title\":\"a\\\"b\\u00e9\",\"procs\":[";
+  for (int i = 0; i < 300; ++i) {
+    if (i) text += i % 7 ? "," : " ,\n  ";
+    text += "{\"name\":\"p\\t" + std::to_string(i) + "\",\"nested\":[1,[2,{\"x\":null}],[]],\"f\":1.5";
+    for (int k = 0; k < (i % 5 == 0 ? 20 : 2); ++k) text += ",\"k" + std::to_string(k) + "\":" + std::to_string(i * k);
+    text += "}";
+  }
+  text += "],\"empty\":[],\"one\":[true],\"procs\":[1,2],\"inner\":{\"procs\":[\"x\",\"y\"]},\"tail\":[";
+  for (int i = 0; i < 200; ++i) text += (i ? ",\"" : "\"") + std::string(i % 13, 'z') + "\"";
+  text += "]}\n";
+  ScratchDir dir;
+  const std::string path = dir.write("big.json", text);
+  const std::string whole = renderFile(path, false);
+  ASSERT_NE(whole.find("p\t299"), std::string::npos);
+  for (size_t bytes : {1, 64, 1000}) {
+    BatchBytes small(bytes);
+    EXPECT_EQ(renderFile(path, false), whole) << bytes;
+    EXPECT_EQ(renderFile(path, true), whole) << bytes;  // layout taken from the syntax walk
+
+    JSONParser parser;
+    Dictionary* dict = nullptr;
+    Array* array = nullptr;
+    ASSERT_EQ(parser.parseFile(path.c_str(), dict, array, 0), 0);
+    Value procs = dict->get("procs");
+    ASSERT_EQ(procs.size(), 300u);
+    std::string backwards;  // every step back crosses into another batch
+    for (uint32_t i = procs.size(); i-- > 0;) backwards = render(procs.at(i)) + "," + backwards;
+    EXPECT_EQ("[" + backwards + "]", render(procs));
+    EXPECT_FALSE(procs.at(300).isPresent());
+  }
+}
+
+TEST(Value, FileRewrittenAfterItsSyntaxCheckIsReadAfresh) {
+  BatchBytes small(8);
+  ScratchDir dir;
+  std::string before = "{\"procs\":[", after = "{\"procs\":[ ";
+  for (int i = 0; i < 40; ++i) {
+    before += (i ? "," : "") + std::to_string(i % 10);
+    after += (i ? "," : "") + std::to_string(9 - i % 10);
+  }
+  before += "] }";
+  after += "]}";
+  ASSERT_EQ(before.size(), after.size());
+  const std::string path = dir.write("f.json", after);
+  const std::string expected = renderFile(path, false);
+  dir.write("f.json", before);
+  JSONParser parser;
+  Dictionary* dict = nullptr;
+  Array* array = nullptr;
+  ASSERT_EQ(parser.checkSyntax(path.c_str(), 0), 0);
+  dir.write("f.json", after);  // same size, likely the same time stamp
+  ASSERT_EQ(parser.parseFile(path.c_str(), dict, array, 0), 0);
+  EXPECT_EQ(render(*dict) + "|" + render(dict->get("procs")), expected);
+}
+
 TEST(Parser, ReasonsNameThePlace) {
   EXPECT_EQ(Parsed("{\n  \"a\": 1\n  \"b\": 2\n}").reason.rfind("line 3, column 3: ", 0), 0u);
   EXPECT_EQ(Parsed("[1e400]").reason, "line 1, column 2: number out of range: 1e400");
