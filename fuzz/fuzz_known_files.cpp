@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "fuzz_support.h"
+#include "platform/kit_config.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static fuzzing::Sandbox sandbox;
@@ -18,6 +19,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   args.push_back("--transport");
   if (data[0] & 4) args.push_back("--verbose");
+  kit::config::setListBatchBytes(data[0] & 8 ? 16 : 256 * 1024);  // small inputs cut into batches too
   int status = sandbox.run(args);
   if (status != 0 && status != 1) std::abort();
   const std::string& sound = sandbox.sound[which];

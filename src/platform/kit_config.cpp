@@ -775,7 +775,7 @@ void setListBatchBytes(size_t bytes) {
   layoutCache().clear();
 }
 
-JSONParser::JSONParser() = default;
+JSONParser::JSONParser(Lists lists) : m_lists(lists) {}
 JSONParser::~JSONParser() = default;
 
 int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf, size_t& len) {
@@ -875,7 +875,7 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
     Slot& slot = *m_doc->slot;
     const Layout* layout = nullptr;
     Layout walked;
-    if (len > gListBatchBytes) {
+    if (m_lists == Batched && len > gListBatchBytes) {
       layout = findLayout(m_doc->identity, buf, len);
       if (layout == nullptr) {
         bool scalar = false;

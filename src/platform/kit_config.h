@@ -81,7 +81,10 @@ class bcf_iterator {
 
 class JSONParser {
  public:
-  JSONParser();
+  // A caller that keeps values from the entries of large lists while it reads
+  // other entries asks for `Whole` documents (see parseFile).
+  enum Lists { Batched, Whole };
+  explicit JSONParser(Lists lists = Batched);
   ~JSONParser();
   JSONParser(const JSONParser&) = delete;
   JSONParser& operator=(const JSONParser&) = delete;
@@ -90,10 +93,11 @@ class JSONParser {
   // tbx::ErrorStorage. `dict` is set to the top-level object, or null when the
   // top level is something else. A line longer than `maxLineLength` bytes
   // (0: no limit) fails the parse.
-  // A large file whose top level is an object has the entries of its large
-  // lists (arrays that are members of the top level) parsed a few hundred KB
-  // at a time as they are read, so that the document never has to be held
-  // whole: its memory is that of the file plus the rest of the document.
+  // For a `Batched` parser, a large file whose top level is an object has
+  // the entries of its large lists (arrays that are members of the top level)
+  // parsed a few hundred KB at a time as they are read, so that the document
+  // never has to be held whole: its memory is that of the file plus the rest
+  // of the document.
   int parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength);
   // The same verdict and reason as parseFile, without building the document:
   // for a file nothing will look into, at about half the memory.
@@ -106,6 +110,7 @@ class JSONParser {
 
   std::unique_ptr<Document> m_doc;
   Value m_top;
+  Lists m_lists;
 };
 
 // Bytes of a top-level list parsed at a time (default 256 KiB). Tests set it

@@ -60,7 +60,7 @@ int TransportConfig::init(const char* config) {
   std::string path = config != nullptr && *config != '\0' ? std::string(config) : s_frameworkFile;
   m_processes.clear();
   m_nodes = Value();
-  m_parser = std::make_unique<kit::config::JSONParser>();
+  m_parser = std::make_unique<kit::config::JSONParser>(kit::config::JSONParser::Whole);  // sections are kept per process
   kit::config::Dictionary* top = nullptr;
   kit::config::Array* array = nullptr;
   if (m_parser->parseFile(path.c_str(), top, array, 0) != 0) return -1;  // the parser left the reason

@@ -2,6 +2,7 @@
 
 #include "platform/kit_config.h"
 #include "platform/tbx.h"
+#include "render_value.h"
 #include "test_helpers.h"
 
 using kit::config::Array;
@@ -105,28 +106,6 @@ TEST(Value, LargeObjectsAndArraysStayCorrect) {
   EXPECT_EQ(list.at(5).getInt(v), 0);  // going back restarts the walk
   EXPECT_EQ(v, 5);
   EXPECT_FALSE(map.get("k300").isPresent());
-}
-
-// Everything the value interface can tell about `v`, as text.
-std::string render(const Value& v) {
-  if (!v.isPresent()) return "~";
-  if (v.isDictionary()) {
-    std::string out = "{";
-    for (auto it = v.begin(); it != v.end(); ++it) out += std::string(it.key()) + ":" + render(it.value()) + ",";
-    return out + "}";
-  }
-  if (v.isArray()) {
-    std::string out = "[";
-    for (uint32_t i = 0; i < v.size(); ++i) out += render(v.at(i)) + ",";
-    return out + "]";
-  }
-  int32_t n = 0;
-  std::string s;
-  bool b = false;
-  if (v.getInt(n) == 0) return std::to_string(n);
-  if (v.getString(s) == 0) return "\"" + s + "\"";
-  if (v.getBool(b) == 0) return b ? "true" : "false";
-  return "?";
 }
 
 struct BatchBytes {
