@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <new>
 #include <set>
 #include <string_view>
@@ -161,17 +162,26 @@ class NameSet {
   }
   bool contains(std::string_view key) const {
     NameKey probe = NameKey::of(asCString(key));
-    // Commands tend to name the same application several times in a row.
-    if (m_lastFound != nullptr && same(*m_lastFound, probe)) return true;
-    auto at = m_set.tree().find(probe);
-    if (at == m_set.tree().end()) return false;
-    m_lastFound = &*at;
+    const auto& tree = m_set.tree();
+    // Command lists tend to name the same application several times in a
+    // row, and to go through the processes in the order they were declared.
+    if (m_lastFound != tree.end()) {
+      if (same(*m_lastFound, probe)) return true;
+      auto next = std::next(m_lastFound);
+      if (next != tree.end() && same(*next, probe)) {
+        m_lastFound = next;
+        return true;
+      }
+    }
+    auto at = tree.find(probe);
+    if (at == tree.end()) return false;
+    m_lastFound = at;
     return true;
   }
   std::size_t size() const { return m_set.tree().size(); }
   void destroy() {
-    m_lastFound = nullptr;
     m_set.reset();
+    m_lastFound = m_set.tree().end();
   }
 
  private:
@@ -179,7 +189,7 @@ class NameSet {
     return a.head == b.head && a.size == b.size && (a.size <= 8 || std::memcmp(a.tail, b.tail, a.size - 8) == 0);
   }
   ArenaSet<NameKey, KeyLess> m_set;
-  mutable const NameKey* m_lastFound = nullptr;
+  mutable ArenaSet<NameKey, KeyLess>::Tree::const_iterator m_lastFound = m_set.tree().end();
 };
 
 class IntSet {
