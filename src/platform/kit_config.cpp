@@ -326,7 +326,9 @@ struct Document {
   bool entry(List& list, uint32_t index, element& out) {
     const std::vector<uint32_t>& firsts = list.layout.firsts;
     if (index >= firsts.back()) return false;
-    size_t b = static_cast<size_t>(std::upper_bound(firsts.begin(), firsts.end(), index) - firsts.begin()) - 1;
+    size_t b = list.batch;
+    if (b == SIZE_MAX || index < firsts[b] || index >= firsts[b + 1])
+      b = static_cast<size_t>(std::upper_bound(firsts.begin(), firsts.end(), index) - firsts.begin()) - 1;
     if (b != list.batch) {
       list.batch = SIZE_MAX;
       list.tree.clear();
