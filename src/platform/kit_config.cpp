@@ -479,6 +479,23 @@ bool findLongLine(const char* buf, size_t len, uint32_t limit, size_t& lineStart
   size_t i = 0;
 #ifdef __SSE2__
   const __m128i newline = _mm_set1_epi8('\n');
+  if (limit >= 64) {
+    // Lines between two line feeds of one 64-byte block are shorter than the
+    // limit, so only a block's first line feed ends a line worth measuring.
+    for (; i + 64 <= len; i += 64) {
+      uint64_t mask = 0;
+      for (unsigned k = 0; k < 4; ++k) {
+        __m128i chunk = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + i + 16 * k));
+        mask |= uint64_t(unsigned(_mm_movemask_epi8(_mm_cmpeq_epi8(chunk, newline)))) << (16 * k);
+      }
+      if (mask == 0) continue;
+      if (tooLong(i + __builtin_ctzll(mask))) {
+        lineStart = start;
+        return true;
+      }
+      start = i + 64 - __builtin_clzll(mask);
+    }
+  }
   for (; i + 16 <= len; i += 16) {
     __m128i chunk = _mm_loadu_si128(reinterpret_cast<const __m128i*>(buf + i));
     for (unsigned mask = _mm_movemask_epi8(_mm_cmpeq_epi8(chunk, newline)); mask != 0; mask &= mask - 1) {

@@ -200,6 +200,33 @@ TEST(Parser, LineLengthLimit) {
   EXPECT_EQ(Parsed(many + "xxxxxx", 5).reason, "line 1001 is 6 characters long, more than the limit of 5");
   EXPECT_EQ(Parsed(many + "xxxxx", 5).reason.find("limit"), std::string::npos);
   EXPECT_EQ(Parsed(std::string(300, ' ') + "1", 0).rc, 0);  // 0: no limit
+
+  // Long limits are checked a block at a time: lines of every length around
+  // the limit, with and without CR, at every offset of a block.
+  uint32_t seed = 7;
+  auto next = [&seed] { return seed = seed * 1103515245u + 12345u, seed >> 16; };
+  for (uint32_t limit : {64u, 100u, 255u}) {
+    for (int round = 0; round < 40; ++round) {
+      std::string text = "[";
+      std::string expected;
+      uint32_t line = 1;
+      for (int n = 0; n < 60; ++n) {
+        size_t length = next() % 3 == 0 ? limit - 2 + next() % 5 : next() % 80;
+        bool cr = next() % 4 == 0;
+        size_t body = std::max<size_t>(length, 2);  // "[" or "," opens every line
+        if (expected.empty() && body > limit)
+          expected = "line " + std::to_string(line) + " is " + std::to_string(body) + " characters long";
+        text += std::string(body - 2, ' ') + "1" + (cr ? "\r\n" : "\n") + ",";
+        ++line;
+      }
+      text += "1]";
+      std::string reason = Parsed(text, limit).reason;
+      EXPECT_EQ(reason.substr(0, expected.size()), expected) << limit << " round " << round;
+      if (expected.empty()) {
+        EXPECT_EQ(reason, "") << limit << " round " << round;
+      }
+    }
+  }
 }
 
 }  // namespace
