@@ -10,10 +10,10 @@
 
 #include <simdjson.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <algorithm>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -663,6 +663,14 @@ simdjson::error_code readAll(Walk& walk, od::value value, size_t depth) {
 
 bool isBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
+// Cuts fall on the list's brackets and on commas between its entries.
+bool soundCuts(const std::vector<size_t>& cuts, const char* buf, size_t len) {
+  if (cuts.size() < 2 || cuts.back() >= len || buf[cuts.front()] != '[' || buf[cuts.back()] != ']') return false;
+  for (size_t b = 1; b + 1 < cuts.size(); ++b)
+    if (buf[cuts[b]] != ',') return false;
+  return true;
+}
+
 // The last byte before `p` that is no blank.
 size_t lastTokenByte(const char* buf, const char* p) {
   while (p > buf && isBlank(p[-1])) --p;
@@ -697,9 +705,7 @@ simdjson::error_code readList(Walk& walk, od::document& doc, od::value value, co
   if (auto err = doc.current_location().get(next)) return err;
   cuts.push_back(lastTokenByte(buf, next));
   firsts.push_back(count);
-  bool sound = buf[cuts.front()] == '[' && buf[cuts.back()] == ']';
-  for (size_t i = 1; i + 1 < cuts.size(); ++i) sound = sound && buf[cuts[i]] == ',';
-  if (sound && cuts.size() > 2) {
+  if (cuts.size() > 2 && soundCuts(cuts, buf, static_cast<size_t>(next - buf))) {
     layout.cuts = std::move(cuts);
     layout.firsts = std::move(firsts);
   }
@@ -757,12 +763,8 @@ simdjson::error_code readDocument(Slot& slot, const char* buf, size_t len, bool&
 // Timestamps are coarse: a file rewritten in place within one tick keeps its
 // identity, so the cut bytes are looked at before the layout is trusted.
 bool cutsHold(const Layout& layout, const char* buf, size_t len) {
-  for (const ListLayout& list : layout.lists) {
-    const std::vector<size_t>& cuts = list.cuts;
-    if (cuts.size() < 2 || cuts.back() >= len || buf[cuts.front()] != '[' || buf[cuts.back()] != ']') return false;
-    for (size_t b = 1; b + 1 < cuts.size(); ++b)
-      if (buf[cuts[b]] != ',') return false;
-  }
+  for (const ListLayout& list : layout.lists)
+    if (!soundCuts(list.cuts, buf, len)) return false;
   return true;
 }
 
@@ -774,7 +776,8 @@ const Layout* findLayout(const FileIdentity& identity, const char* buf, size_t l
 }
 
 void keepLayout(const FileIdentity& identity, Layout&& layout) {
-  if (identity.size < 0) return;  // a file without large lists is kept too: no walk finds none again
+  // An empty layout is kept too: it spares the content check a walk that would find no lists.
+  if (identity.size < 0) return;
   auto& cache = layoutCache();
   for (auto& [id, kept] : cache) {
     if (id.dev == identity.dev && id.ino == identity.ino) {
