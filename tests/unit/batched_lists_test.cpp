@@ -3,39 +3,22 @@
 // itself. Every example and end-to-end case must print the same either way.
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <filesystem>
-#include <fstream>
 #include <regex>
 #include <sstream>
 
 #include "driver/run.h"
 #include "framework/fw_state.h"
 #include "platform/kit_config.h"
-#include "platform/tbx.h"
 #include "test_helpers.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-std::string slurp(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
-
 // Runs cfgcheck in `dir`, returning status, standard output and error with times masked.
 std::string runIn(const fs::path& dir, const std::vector<std::string>& args, size_t batchBytes) {
-  ScratchDir out;
-  const std::string outPath = out.path + "/out", errPath = out.path + "/err";
-  int outFd = open(outPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  int errFd = open(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  tbx::cout.redirect(outFd);
-  tbx::cerr.redirect(errFd);
+  CapturedOutput captured;
   const fs::path before = fs::current_path();
   fs::current_path(dir);
   std::vector<const char*> argv{"cfgcheck"};
@@ -45,12 +28,9 @@ std::string runIn(const fs::path& dir, const std::vector<std::string>& args, siz
   int status = driver::run(static_cast<int>(argv.size()), argv.data());
   kit::config::setListBatchBytes(256 * 1024);
   fs::current_path(before);
-  tbx::cout.redirect(1);
-  tbx::cerr.redirect(2);
-  close(outFd);
-  close(errFd);
   static const std::regex time("time=[0-9]+\\[ms\\]");
-  return std::to_string(status) + "\n" + std::regex_replace(slurp(outPath) + "\n--\n" + slurp(errPath), time, "time");
+  const std::string printed = captured.text("out") + "\n--\n" + captured.text("err");
+  return std::to_string(status) + "\n" + std::regex_replace(printed, time, "time");
 }
 
 TEST(BatchedLists, EveryCasePrintsTheSameWhenListsAreCut) {
@@ -61,7 +41,7 @@ TEST(BatchedLists, EveryCasePrintsTheSameWhenListsAreCut) {
   for (const auto& entry : fs::directory_iterator(root / "tests/e2e")) {
     if (fs::exists(entry.path() / "setup")) continue;  // inputs made at run time
     std::vector<std::string> args;
-    std::istringstream lines(slurp(entry.path() / "args"));
+    std::istringstream lines(readFile(entry.path() / "args"));
     for (std::string line; std::getline(lines, line);) args.push_back(line);
     runs.push_back({entry.path(), args});
   }

@@ -1,11 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fcntl.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <sstream>
-
 #include "commands/check_command_list.h"
 #include "framework/fw_state.h"
 #include "platform/tbx.h"
@@ -21,15 +15,9 @@ std::string check(const std::string& json, int& result) {
   kit::config::Dictionary* dict = nullptr;
   kit::config::Array* array = nullptr;
   EXPECT_EQ(parser.parseFile(dir.write("l.json", json).c_str(), dict, array, 0), 0);
-  std::string out = dir.path + "/out";
-  int fd = open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-  tbx::cout.redirect(fd);
+  CapturedOutput captured;
   result = commands::checkCommandList(dict->get("list"), "startup", "SM");
-  tbx::cout.redirect(1);
-  close(fd);
-  std::stringstream text;
-  text << std::ifstream(out).rdbuf();
-  return text.str();
+  return captured.text("out");
 }
 
 struct CommandList : ::testing::Test {
