@@ -41,17 +41,15 @@ struct CapturedOutput {
     tbx::cout.redirect(out);
     tbx::cerr.redirect(err);
   }
-  ~CapturedOutput() { restore(); }
-  void restore() {
-    if (out < 0) return;
+  ~CapturedOutput() {
     tbx::cout.redirect(1);
     tbx::cerr.redirect(2);
     close(out);
     close(err);
-    out = err = -1;
   }
   std::string text(const char* stream) {
-    restore();
+    tbx::cout.flush();
+    tbx::cerr.flush();
     return readFile(dir.path + "/" + stream);
   }
 };
