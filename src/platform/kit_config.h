@@ -117,6 +117,22 @@ class JSONParser {
 // small to take that path with small files.
 void setListBatchBytes(size_t bytes);
 
+// Where a value or key stands in its file: line and column from 1, columns
+// counted in code points (a tab is one). {0, 0} when unknown.
+struct Location {
+  uint32_t line = 0;
+  uint32_t column = 0;
+};
+
+// Positions cost a walk over the file; a run that prints none leaves them off.
+void setPositionsWanted(bool on);
+bool positionsWanted();
+// Where `value` starts; unknown for the absent value or with positions off.
+// Cheapest when asked in file order.
+Location locate(const Value& value);
+// Where the key of the iterator's current entry starts.
+Location locateKey(const bcf_iterator& entry);
+
 struct FWKeys {
   static const char* const NAMEKEY;
   static const char* const NODEKEY;
