@@ -2,7 +2,7 @@
 
 #include "driver/transport_report.h"
 #include "framework/check_fw_config.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 #include "servicemgr/check_sm_config.h"
 #include "servicemgr/check_sm_restart_config.h"
 #include "uvk/check_uvk_startup.h"
@@ -10,9 +10,7 @@
 namespace driver {
 
 namespace {
-void announce(const std::string& path) {
-  tbx::cout << "[cfgcheck]: checking content of file " << path << tbx::endl;
-}
+void announce(const std::string& path) { support::contentStart(path); }
 }  // namespace
 
 void runContentChecks(const KnownFiles& files, bool verbose, bool transport, bool& checkResult, bool& errorFlag) {

@@ -2,6 +2,7 @@
 
 #include "platform/plat.h"
 #include "platform/tbx.h"
+#include "support/report.h"
 
 namespace driver {
 
@@ -9,19 +10,19 @@ int scanDirectory(const std::string& path, std::vector<std::string>& files) {
   std::string dir = path;
   plat::FileInfo info;
   if (!info.init(dir, true)) {
-    tbx::cout << "[cfgcheck]: can't access directory " << path << tbx::endl;
-    // the reason is not flushed here; the next line carries it out
-    tbx::cout << "Error getting FileInfo of path: " << tbx::ErrorStorage::reason() << '\n';
+    const char* reason = tbx::ErrorStorage::reason();
+    support::Finding f = support::finding("D1", {}, "[cfgcheck]: ", "can't access directory ", path);
+    f.file = path;
+    f.trailer = std::string("Error getting FileInfo of path: ") + (reason != nullptr ? reason : "");
+    support::report(std::move(f));
     tbx::ErrorStorage::ack();
     return 1;
   }
-  if (info.getType() != plat::FileInfo::type_directory) {
-    tbx::cout << "[cfgcheck]: can't access directory " << path << tbx::endl;
-    return 1;
-  }
   plat::Directory listing(dir, false);
-  if (!listing.isOpen()) {
-    tbx::cout << "[cfgcheck]: can't access directory " << path << tbx::endl;
+  if (info.getType() != plat::FileInfo::type_directory || !listing.isOpen()) {
+    support::Finding f = support::finding("D1", {}, "[cfgcheck]: ", "can't access directory ", path);
+    f.file = path;
+    support::report(std::move(f));
     return 1;
   }
   do {

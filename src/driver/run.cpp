@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "driver/content_checks.h"
@@ -10,6 +11,7 @@
 #include "platform/kit_config.h"
 #include "platform/plat.h"
 #include "platform/tbx.h"
+#include "support/report.h"
 
 namespace driver {
 
@@ -50,11 +52,25 @@ const KnownName kKnownNames[] = {
     {"servicemgr_restart.json", &KnownFiles::restart},
 };
 
+// The format is known before the first file or directory is read, wherever
+// it stands on the line; a wrong value is reported where it stands.
+support::Format formatOf(int argc, const char* const* argv) {
+  support::Format format = support::Format::Text;
+  for (int i = 1; i + 1 < argc; ++i) {
+    std::string_view arg = argv[i];
+    if (arg == "--format") support::parseFormat(argv[i + 1], format);
+    if (arg == "--format" || arg == "--file" || arg == "--dir" || arg == "--maxlinelength") ++i;
+  }
+  return format;
+}
+
 }  // namespace
 
 int run(int argc, const char* const* argv) {
   tbx::ErrorStorage errors(tbx::ErrorStorage::action_dump_to_stdout);
   Verbose = false;
+  support::resetReport();
+  kit::config::setPositionsWanted(false);
   if (argc < 3) {
     printUsage();
     return -1;
@@ -66,6 +82,10 @@ int run(int argc, const char* const* argv) {
   bool errorFlag = false;
   bool checkResult = false;
   KnownFiles known;
+  const support::Format format = formatOf(argc, argv);
+  support::setFormat(format);
+  // Only the formats that show positions pay for them.
+  kit::config::setPositionsWanted(format != support::Format::Text);
 
   for (int i = 1; i < argc; ++i) {
     const char* arg = argv[i];
@@ -87,6 +107,16 @@ int run(int argc, const char* const* argv) {
         return -1;
       }
       maxLineLength = toInt(argv[++i]);
+    } else if (std::strcmp(arg, "--format") == 0) {
+      if (i + 1 >= argc) {
+        tbx::cout << "[cfgcheck]: missing value for command --format" << tbx::endl;
+        return -1;
+      }
+      support::Format named;
+      if (!support::parseFormat(argv[++i], named)) {
+        tbx::cout << "[cfgcheck]: unknown format " << argv[i] << tbx::endl;
+        return -1;
+      }
     } else if (std::strcmp(arg, "--transport") == 0) {
       transport = true;
     } else if (std::strcmp(arg, "--verbose") == 0) {
@@ -99,7 +129,7 @@ int run(int argc, const char* const* argv) {
   }
 
   for (const std::string& path : files) {
-    tbx::cout << "[cfgcheck]: checking file " << path << ' ';
+    support::fileStart(path);
     kit::config::JSONParser parser;
     uint32_t limit = static_cast<uint32_t>(maxLineLength);
     if (!path.empty()) {
@@ -116,11 +146,8 @@ int run(int argc, const char* const* argv) {
     // The content checks read the known files again; here only the verdict counts.
     int rc = parser.checkSyntax(path.c_str(), limit);
     watch.stop();
-    if (rc == 0) {
-      tbx::cout << " OK, time=" << watch.getElapsedTime() << "[ms]" << tbx::endl;
-    } else {
-      tbx::cout << " FAILED" << tbx::endl;
-      tbx::cout << "\t\t\t reason = " << tbx::ErrorStorage::reason() << tbx::endl;
+    support::fileDone(rc == 0, watch.getElapsedTime(), tbx::ErrorStorage::reason());
+    if (rc != 0) {
       errorFlag = true;
       tbx::ErrorStorage::ack();
     }
@@ -128,12 +155,9 @@ int run(int argc, const char* const* argv) {
 
   if (!errorFlag) runContentChecks(known, Verbose, transport, checkResult, errorFlag);
 
-  if (errorFlag || checkResult) {
-    tbx::cout << "[cfgcheck] with ERRORS" << tbx::endl;
-    return 1;
-  }
-  tbx::cout << "[cfgcheck] OK" << tbx::endl;
-  return 0;
+  const int status = errorFlag || checkResult ? 1 : 0;
+  support::finish(status);
+  return status;
 }
 
 }  // namespace driver

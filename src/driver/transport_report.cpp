@@ -7,6 +7,7 @@
 #include "platform/kit_config.h"
 #include "platform/kit_transport.h"
 #include "platform/tbx.h"
+#include "support/report.h"
 
 namespace driver {
 
@@ -18,26 +19,31 @@ using Record = TransportConfig::ConnectionEntryDescriptor;
 struct ProcessNames {
   std::string node;
   std::string name;
+  kit::config::Location at;  // the process entry
 };
 
 const std::string kComm = "comm";
 const std::string kTracing = "tracing";
 const std::string kTraceServer = "traceserver";
 
+std::string reasonText() {
+  const char* reason = tbx::ErrorStorage::reason();
+  return reason != nullptr ? reason : "";
+}
+
 const std::string& channelOf(const std::string& process) { return process == kTraceServer ? kTracing : kComm; }
 
-// Writes the text of a record without ending the line; false for a type that
-// has no text.
-bool writeRecord(const Record& record) {
+// Appends the text of a record; false for a type that has no text.
+bool writeRecord(std::string& line, const Record& record) {
   switch (record.type) {
     case Record::kTcpIp:
-      tbx::cerr << "  TCP/IP: " << record.address << ':' << record.port;
+      line.append("  TCP/IP: ").append(record.address).append(1, ':').append(std::to_string(record.port));
       return true;
     case Record::kResman:
-      tbx::cerr << "  RESMAN: " << record.address;
+      line.append("  RESMAN: ").append(record.address);
       return true;
     case Record::kUndefined:
-      tbx::cerr << "  UNDEF";
+      line.append("  UNDEF");
       return true;
     default:
       return false;
@@ -45,30 +51,38 @@ bool writeRecord(const Record& record) {
 }
 
 // "%-30s:" without a field limit, so that long labels stay whole.
-void writeLabel(const std::string& from, const std::string& to) {
-  static constexpr std::string_view kBlanks = "                              ";
-  const std::size_t length = from.size() + 4 + to.size();
-  tbx::cerr << from << " -> " << to;
-  if (length < kBlanks.size()) tbx::cerr << kBlanks.substr(length);
-  tbx::cerr << ':';
+std::string label(const std::string& from, const std::string& to) {
+  std::string line = from + " -> " + to;
+  if (line.size() < 30) line.append(30 - line.size(), ' ');
+  return line + ':';
+}
+
+// A failed query: a line of the report in the text form, a finding in all.
+void failure(std::string_view rule, kit::config::Location at, std::string line) {
+  support::Finding f = support::finding(rule, at, "", line);
+  f.onStderr = true;
+  if (rule == "T2") f.severity = support::Severity::Info;
+  support::report(std::move(f));
 }
 
 void spawnSection(TransportConfig& service, const std::vector<ProcessNames>& processes, int& result) {
   std::vector<Record> records;
   for (const ProcessNames& p : processes) {
-    tbx::cerr << p.node << "::" << p.name;
+    std::string line = p.node + "::" + p.name;
     records.clear();
     int16_t status = service.getSpawnConnectionConfigs(p.node, p.name, channelOf(p.name), records);
     if (status < 0) {
-      tbx::cerr << " -> ERROR, reason " << tbx::ErrorStorage::reason() << tbx::endl;
+      failure("T1", p.at, line + " -> ERROR, reason " + reasonText());
       result = 1;
       tbx::ErrorStorage::ack();
     } else if (status == 0) {
-      tbx::cerr << "NONE" << tbx::endl;
+      support::transportLine(line + "NONE");
     } else {
-      tbx::cerr << tbx::endl;
-      for (const Record& record : records)
-        if (writeRecord(record)) tbx::cerr << tbx::endl;
+      support::transportLine(line);
+      for (const Record& record : records) {
+        line.clear();
+        if (writeRecord(line, record)) support::transportLine(line);
+      }
     }
   }
 }
@@ -81,14 +95,13 @@ void singleSection(TransportConfig& service, const std::vector<ProcessNames>& pr
       Record record;
       int16_t status = service.getSingleConnectionConfig(first.name, second.name, channelOf(second.name), record);
       if (status == -1) {
-        writeLabel(first.name, second.name);
-        tbx::cerr << " ERROR reason=" << tbx::ErrorStorage::reason() << tbx::endl;
+        failure("T2", first.at, label(first.name, second.name) + " ERROR reason=" + reasonText());
         tbx::ErrorStorage::ack();
       } else if (status == 1 && record.type >= Record::kUndefined && record.type <= Record::kResman) {
         // A type without a text would leave a bare label behind; such a pair is left out.
-        writeLabel(first.name, second.name);
-        writeRecord(record);
-        tbx::cerr << tbx::endl;
+        std::string line = label(first.name, second.name);
+        writeRecord(line, record);
+        support::transportLine(line);
       }
     }
   }
@@ -102,6 +115,7 @@ int transportReport(const char* frameworkPath) {
   kit::config::Array* array = nullptr;
   parser.parseFile(frameworkPath, top, array, 0);  // the driver saw this file parse
 
+  support::setFile(frameworkPath);  // its failures stand at process entries
   TransportConfig::setFrameworkFile(frameworkPath);
   TransportConfig& service = TransportConfig::getInstance();
   service.init("");
@@ -114,12 +128,13 @@ int transportReport(const char* frameworkPath) {
     kit::config::Value entry = procs.at(i);
     entry.get(kit::config::FWKeys::NODEKEY).getString(processes[i].node);
     entry.get(kit::config::FWKeys::NAMEKEY).getString(processes[i].name);
+    processes[i].at = kit::config::locate(entry);
   }
 
   int result = 0;
-  tbx::cerr << "##### Spawing Transports #####" << tbx::endl;
+  support::transportLine("##### Spawing Transports #####");
   spawnSection(service, processes, result);
-  tbx::cerr << "##### Single Transports #####" << tbx::endl;
+  support::transportLine("##### Single Transports #####");
   singleSection(service, processes);
   return result;
 }

@@ -75,6 +75,8 @@ def parse(path):
             rule.expected = body.rstrip("\n").split("\n")
             rule.args = rest
     for r in rules:
+        if r.section not in KNOWN:
+            continue  # the driver's own rules are catalogued, not run
         if r.expected is None:
             problems.append(f"{r.name()}: no finding or output block")
         elif r.example:

@@ -1,0 +1,56 @@
+// The writers of the formats other than plain text, and what the document
+// formats gather before they are written at the end of the run.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "support/report.h"
+
+namespace driver {
+
+struct FileRecord {
+  std::string path;
+  bool parsed;
+  int64_t ms;
+  std::string reason;
+  bool content;  // its content was checked
+};
+
+struct Document {
+  std::vector<FileRecord> files;
+  std::vector<support::Finding> findings;
+  std::vector<std::string> transport;  // the lines of the transport report
+  int status = 0;
+};
+
+// One heading of docs/rules.md: "F11", "\"priority\" is an integer *(editor)*".
+struct RuleEntry {
+  const char* id;
+  const char* title;
+};
+extern const RuleEntry kRules[];
+extern const std::size_t kRuleCount;
+extern const char* const kRulesUri;
+extern const char* const kVersion;
+
+// The title without its "*(editor)*" mark, and the heading's anchor in docs/rules.md.
+std::string ruleDescription(const RuleEntry& rule);
+std::string ruleAnchor(const RuleEntry& rule);
+
+// Text from the files in a form that cannot break a line or reach a terminal
+// as a control character: C0, DEL and C1 controls become \xNN or \u00NN.
+std::string visible(std::string_view text);
+// The message with the text form's line of its own, when it has one.
+std::string fullMessage(const support::Finding& f);
+
+void writeGnu(const support::Finding& f);
+void writeGithub(const support::Finding& f);
+void writeJson(const Document& doc, const char* summary);
+void writeSarif(const Document& doc);
+void writeJunit(const Document& doc);
+
+}  // namespace driver

@@ -1,0 +1,152 @@
+#include "support/report.h"
+
+#include <cstdio>
+
+#include "platform/tbx.h"
+#include "driver/formats.h"
+
+namespace support {
+
+namespace {
+
+struct State {
+  Format format = Format::Text;
+  std::string file;
+  driver::Document doc;
+};
+
+State& state() {
+  static State s;
+  return s;
+}
+
+bool gathers(Format f) { return f == Format::Json || f == Format::Sarif || f == Format::Junit; }
+
+// "line L, column C: ..." of a parse failure.
+Location placeOfReason(const char* reason) {
+  Location at;
+  if (reason == nullptr) return at;
+  unsigned line = 0, column = 0;
+  if (std::sscanf(reason, "line %u, column %u:", &line, &column) == 2) at = Location{line, column};
+  return at;
+}
+
+void writeText(const Finding& f) {
+  tbx::ostream& out = f.onStderr ? tbx::cerr : tbx::cout;
+  if (!f.aside.empty()) out << f.aside << tbx::endl;
+  out << f.mark << f.message << tbx::endl;
+  // not flushed: whatever comes next carries it out
+  if (!f.trailer.empty()) out << f.trailer << '\n';
+}
+
+}  // namespace
+
+bool parseFormat(std::string_view name, Format& out) {
+  static constexpr std::pair<std::string_view, Format> kNames[] = {
+      {"text", Format::Text}, {"gnu", Format::Gnu},       {"json", Format::Json},
+      {"sarif", Format::Sarif}, {"github", Format::Github}, {"junit", Format::Junit},
+  };
+  for (const auto& [known, f] : kNames) {
+    if (known == name) {
+      out = f;
+      return true;
+    }
+  }
+  return false;
+}
+
+void setFormat(Format format) { state().format = format; }
+Format format() { return state().format; }
+
+void setFile(std::string_view path) { state().file.assign(path); }
+const std::string& currentFile() { return state().file; }
+
+void report(Finding&& f) {
+  State& s = state();
+  // The transport report shows its failures in its table whatever the format.
+  if (f.onStderr && s.format != Format::Text) transportLine(std::string(f.mark) + f.message);
+  switch (s.format) {
+    case Format::Text:
+      writeText(f);
+      return;
+    case Format::Gnu:
+      driver::writeGnu(f);
+      return;
+    case Format::Github:
+      driver::writeGithub(f);
+      return;
+    default:
+      s.doc.findings.push_back(std::move(f));
+  }
+}
+
+void textLine(std::string_view line) {
+  if (state().format == Format::Text) tbx::cout << line << tbx::endl;
+}
+
+void FirstPlaces::note(std::string_view name, Location at) {
+  if (kit::config::positionsWanted()) places.try_emplace(std::string(name), at);
+}
+
+Location FirstPlaces::of(std::string_view name) const {
+  auto it = places.find(name);
+  return it != places.end() ? it->second : Location{};
+}
+
+void fileStart(std::string_view path) {
+  State& s = state();
+  if (s.format == Format::Text) tbx::cout << "[cfgcheck]: checking file " << path << ' ';
+  s.file.assign(path);
+}
+
+void fileDone(bool ok, int64_t ms, const char* reason) {
+  State& s = state();
+  if (s.format == Format::Text) {
+    if (ok) {
+      tbx::cout << " OK, time=" << ms << "[ms]" << tbx::endl;
+    } else {
+      tbx::cout << " FAILED" << tbx::endl;
+      tbx::cout << "\t\t\t reason = " << reason << tbx::endl;
+    }
+    return;
+  }
+  if (gathers(s.format)) s.doc.files.push_back(driver::FileRecord{s.file, ok, ms, reason != nullptr ? reason : "", false});
+  if (!ok) error("P1", placeOfReason(reason), "", reason != nullptr ? reason : "");
+}
+
+void contentStart(std::string_view path) {
+  State& s = state();
+  if (s.format == Format::Text) tbx::cout << "[cfgcheck]: checking content of file " << path << tbx::endl;
+  s.file.assign(path);
+  for (driver::FileRecord& r : s.doc.files)
+    if (r.path == path) r.content = true;
+}
+
+void transportLine(std::string_view line) {
+  State& s = state();
+  if (s.format == Format::Json) s.doc.transport.emplace_back(line);
+  else tbx::cerr << line << tbx::endl;
+}
+
+void finish(int status) {
+  State& s = state();
+  const char* summary = status == 0 ? "[cfgcheck] OK" : "[cfgcheck] with ERRORS";
+  s.doc.status = status;
+  switch (s.format) {
+    case Format::Json:
+      driver::writeJson(s.doc, summary);
+      break;
+    case Format::Sarif:
+      driver::writeSarif(s.doc);
+      break;
+    case Format::Junit:
+      driver::writeJunit(s.doc);
+      break;
+    default:
+      tbx::cout << summary << tbx::endl;
+  }
+}
+
+void resetReport() { state() = State{}; }
+
+}  // namespace support

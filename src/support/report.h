@@ -1,0 +1,124 @@
+// The one way a finding leaves the program. A check states the rule, where
+// the finding stands and its text; the chosen format decides how it is shown
+// (the plain text form prints it as it comes, the documents gather it).
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/kit_config.h"
+
+namespace support {
+
+using kit::config::Location;
+
+enum class Severity : uint8_t { Error, Info };
+enum class Format : uint8_t { Text, Gnu, Json, Sarif, Github, Junit };
+
+struct Related {
+  std::string file;
+  Location at;
+  std::string message;
+};
+
+struct Finding {
+  std::string_view rule;  // an ID of docs/rules.md
+  Severity severity = Severity::Error;
+  std::string file;
+  Location at;
+  std::string_view mark;  // what the text form writes before the message: "  ?  ", "?", "[checkFWConfig]: "
+  std::string message;
+  // Lines of their own in the text form, before and after the finding; the
+  // other forms append them to the message.
+  std::string aside;
+  std::string trailer;
+  bool onStderr = false;  // the text form writes it to standard error (transport report)
+  std::vector<Related> related;
+};
+
+// Text marks shared by many checks.
+inline constexpr std::string_view kAsk = "  ?  ";
+inline constexpr std::string_view kInfo = "!  ";
+
+// False for a name that is no format.
+bool parseFormat(std::string_view name, Format& out);
+// Set once by the driver before any file is read.
+void setFormat(Format format);
+Format format();
+
+// The file whose content the findings are about.
+void setFile(std::string_view path);
+const std::string& currentFile();
+
+void report(Finding&& finding);
+
+inline void append(std::string& out, std::string_view text) { out.append(text); }
+inline void append(std::string& out, const char* text) { out.append(text); }
+inline void append(std::string& out, const std::string& text) { out.append(text); }
+inline void append(std::string& out, char c) { out.push_back(c); }
+inline void append(std::string& out, int32_t value) { out.append(std::to_string(value)); }
+inline void append(std::string& out, uint32_t value) { out.append(std::to_string(value)); }
+
+template <typename... Parts>
+Finding finding(std::string_view rule, Location at, std::string_view mark, const Parts&... parts) {
+  Finding f;
+  f.rule = rule;
+  f.file = currentFile();
+  f.at = at;
+  f.mark = mark;
+  (append(f.message, parts), ...);
+  return f;
+}
+
+template <typename... Parts>
+void error(std::string_view rule, Location at, std::string_view mark, const Parts&... parts) {
+  report(finding(rule, at, mark, parts...));
+}
+
+// Information: what --verbose shows as sound.
+template <typename... Parts>
+void info(std::string_view rule, Location at, std::string_view mark, const Parts&... parts) {
+  Finding f = finding(rule, at, mark, parts...);
+  f.severity = Severity::Info;
+  report(std::move(f));
+}
+
+// A name or value defined again at `at`; `first` is where it was defined first.
+template <typename... Parts>
+void duplicate(std::string_view rule, Location at, Location first, std::string_view mark, const Parts&... parts) {
+  Finding f = finding(rule, at, mark, parts...);
+  if (first.line != 0) f.related.push_back(Related{f.file, first, "first defined here"});
+  report(std::move(f));
+}
+
+// A line only the text form shows (the section headings of --verbose).
+void textLine(std::string_view line);
+
+// Where each name of a registry was first declared; kept only while
+// positions are wanted, so a text run pays nothing for it.
+struct FirstPlaces {
+  void note(std::string_view name, Location at);
+  Location of(std::string_view name) const;
+  std::map<std::string, Location, std::less<>> places;
+};
+
+// --- The driver's part -------------------------------------------------
+
+// One listed file's parse: `fileStart` before it, `fileDone` after.
+void fileStart(std::string_view path);
+void fileDone(bool ok, int64_t ms, const char* reason);
+// The content check of a known file begins.
+void contentStart(std::string_view path);
+// A line of the transport report (standard error in the text form).
+void transportLine(std::string_view line);
+// The summary and, for the document formats, the document. `status` is the
+// exit status the run ends with.
+void finish(int status);
+
+// Forgets everything gathered (tools that run several checks in one process).
+void resetReport();
+
+}  // namespace support
