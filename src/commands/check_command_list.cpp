@@ -4,11 +4,14 @@
 #include <string>
 
 #include "framework/fw_state.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 
 namespace commands {
 
+using kit::config::Location;
+using kit::config::locate;
 using kit::config::Value;
+using support::locateOr;
 
 namespace {
 
@@ -19,20 +22,18 @@ struct Reporter {
   std::string_view tag;
   int result = 0;
 
-  tbx::ostream& start() {
+  // "<tag>: <parts>in '<label>' at cmd-no <number>"
+  template <typename... Parts>
+  void inList(std::string_view rule, Location at, const Parts&... parts) {
     result = 1;
-    return tbx::cout << "  ?  " << tag << ": ";
+    support::error(rule, at, support::kAsk, tag, ": ", parts..., "in '", label, "' at cmd-no ", number);
   }
-  // Closes the line with the list and the element's position.
-  void inList() { tbx::cout << "in '" << label << "' at cmd-no " << number << tbx::endl; }
   // "<what> for cmd <cmd> in '<label>' ...": a finding that names the command.
-  void forCmd(std::string_view what, std::string_view cmd) {
-    start() << what << " for cmd " << cmd << " ";
-    inList();
+  void forCmd(std::string_view rule, Location at, std::string_view what, std::string_view cmd) {
+    inList(rule, at, what, " for cmd ", cmd, " ");
   }
-  void illegalValue(std::string_view key) {
-    start() << "illegal value for '" << key << "' ";
-    inList();
+  void illegalValue(std::string_view rule, const Value& value, std::string_view key) {
+    inList(rule, locate(value), "illegal value for '", key, "' ");
   }
 };
 
@@ -62,17 +63,17 @@ struct Members {
 
 // An enumerated string member as kept for the command's own rule: empty when
 // it is absent, not a string or not one of `choices`.
+// `rules` names the rule of a value that is no string, then of one outside the choices.
 std::string_view readChoice(const Value& value, std::string_view key, std::initializer_list<std::string_view> choices,
-                       Reporter& report) {
+                            std::pair<std::string_view, std::string_view> rules, Reporter& report) {
   std::string_view text;
   if (value.getString(text) != 0) {
-    if (value.isPresent()) report.illegalValue(key);
+    if (value.isPresent()) report.illegalValue(rules.first, value, key);
     return {};
   }
   for (std::string_view choice : choices)
     if (text == choice) return text;
-  report.start() << "illegal value '" << text << "' for '" << key << "' ";
-  report.inList();
+  report.inList(rules.second, locate(value), "illegal value '", text, "' for '", key, "' ");
   return {};
 }
 
@@ -80,7 +81,7 @@ std::string_view readChoice(const Value& value, std::string_view key, std::initi
 
 int checkCommandList(const Value& list, std::string_view label, std::string_view tag) {
   if (!list.isArray()) {
-    tbx::cout << "  ?  " << tag << ": '" << label << "' is not an array" << tbx::endl;
+    support::error("S2", locate(list), support::kAsk, tag, ": '", label, "' is not an array");
     return 1;
   }
   int result = 0;
@@ -94,14 +95,12 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
 
   std::string_view cmd;
   if (members.cmd.getString(cmd) != 0) {
-    report.start() << "'cmd' missing ";
-    report.inList();
+    report.inList("S3", locateOr(members.cmd, entry), "'cmd' missing ");
     return 1;
   }
   const Command* command = findCommand(cmd);
   if (command == nullptr) {
-    report.start() << "undefined 'cmd' '" << cmd << "' ";
-    report.inList();
+    report.inList("S4", locate(members.cmd), "undefined 'cmd' '", cmd, "' ");
     return 1;
   }
 
@@ -109,33 +108,36 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   std::string_view app;
   bool hasApp = members.app.getString(app) == 0;
   if (!hasApp && command->app != AppIn::NoApp) {
-    report.start() << "'app' missing in '" << label << "' at cmd '" << cmd << "' at line " << number << tbx::endl;
+    support::error("S5", locateOr(members.app, entry), support::kAsk, tag, ": 'app' missing in '", label, "' at cmd '",
+                   cmd, "' at line ", number);
     return 1;
   }
   if (command->app == AppIn::Processes && !framework::ProcessNames.contains(app)) {
-    report.forCmd("'" + std::string(app) + "' is an undefined process", cmd);
+    report.forCmd("S6", locate(members.app), "'" + std::string(app) + "' is an undefined process", cmd);
   } else if (command->app == AppIn::Applications && !framework::ApplicationNames.contains(app)) {
-    report.forCmd("'" + std::string(app) + "' is an undefined application", cmd);
+    report.forCmd("S7", locate(members.app), "'" + std::string(app) + "' is an undefined application", cmd);
   }
 
   // The value rules hold for every entry carrying the member, allowed or not.
-  std::string_view psAccess = readChoice(members.psAccess, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, report);
+  std::string_view psAccess =
+      readChoice(members.psAccess, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, {"S8", "S9"}, report);
 
   std::string_view event;
   const Value& eventValue = members.event;
   if (eventValue.isPresent() && eventValue.getString(event) != 0 && command->rule == Rule::SystemEvent) {
-    report.start() << "illegal value type for 'event' ";
-    report.inList();
+    report.inList("S22", locate(eventValue), "illegal value type for 'event' ");
   }
 
   bool flag = false;
-  if (members.blocking.isPresent() && members.blocking.getBool(flag) != 0) report.illegalValue("blocking");
+  if (members.blocking.isPresent() && members.blocking.getBool(flag) != 0) report.illegalValue("S10", members.blocking, "blocking");
 
   int32_t integer = 0;
-  if (members.timeout.isPresent() && members.timeout.getInt(integer) != 0) report.illegalValue("timeout");
-  if (members.apprunmode.isPresent() && members.apprunmode.getInt(integer) != 0) report.illegalValue("apprunmode");
+  if (members.timeout.isPresent() && members.timeout.getInt(integer) != 0) report.illegalValue("S11", members.timeout, "timeout");
+  if (members.apprunmode.isPresent() && members.apprunmode.getInt(integer) != 0)
+    report.illegalValue("S12", members.apprunmode, "apprunmode");
 
-  std::string_view sysrunmode = readChoice(members.sysrunmode, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, report);
+  std::string_view sysrunmode =
+      readChoice(members.sysrunmode, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, {"S13", "S14"}, report);
 
   report.result |= checkCommandParameters(parameterSet(command->code), entry, cmd, label, number, tag);
 
@@ -143,25 +145,28 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
     case Rule::None:
       break;
     case Rule::TimeoutRequired:
-      if (members.timeout.getInt(integer) != 0) report.forCmd("'timeout' missing or illegal", cmd);
+      if (members.timeout.getInt(integer) != 0)
+        report.forCmd("S16", locateOr(members.timeout, entry), "'timeout' missing or illegal", cmd);
       break;
     case Rule::SysrunmodeRequired:
-      if (sysrunmode.empty()) report.forCmd("'runmode' missing", cmd);
+      if (sysrunmode.empty()) report.forCmd("S17", locateOr(members.sysrunmode, entry), "'runmode' missing", cmd);
       break;
     case Rule::ApprunmodeRequired:
-      if (members.apprunmode.getInt(integer) != 0) report.forCmd("'apprunmode' missing", cmd);
+      if (members.apprunmode.getInt(integer) != 0)
+        report.forCmd("S18", locateOr(members.apprunmode, entry), "'apprunmode' missing", cmd);
       break;
     case Rule::PsAccessRequired:
-      if (psAccess.empty()) report.forCmd("'ps_access' missing/invalid value 'ps_access'", cmd);
+      if (psAccess.empty())
+        report.forCmd("S19", locateOr(members.psAccess, entry), "'ps_access' missing/invalid value 'ps_access'", cmd);
       break;
     case Rule::IntegerEvent:
-      if (eventValue.isPresent() && eventValue.getInt(integer) != 0) report.illegalValue("event");
+      if (eventValue.isPresent() && eventValue.getInt(integer) != 0) report.illegalValue("S20", eventValue, "event");
       break;
     case Rule::SystemEvent:
       if (event.empty()) {
-        report.forCmd("'event' missing", cmd);
+        report.forCmd("S21", locateOr(eventValue, entry), "'event' missing", cmd);
       } else if (event != "lowmem" && event != "startup_complete") {
-        report.forCmd("'" + std::string(event) + "' is an invalid value for 'event'", cmd);
+        report.forCmd("S23", locate(eventValue), "'" + std::string(event) + "' is an invalid value for 'event'", cmd);
       }
       break;
   }
@@ -174,8 +179,7 @@ int checkCommandParameters(ParamSet allowed, const Value& entry, std::string_vie
   for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
     std::string_view key = it.key();
     if (key == "cmd" || (paramBit(key) & allowed) != 0) continue;
-    report.start() << "'" << key << "' is an undefined parameter for cmd '" << cmd << "' ";
-    report.inList();
+    report.inList("S15", kit::config::locateKey(it), "'", key, "' is an undefined parameter for cmd '", cmd, "' ");
   }
   return report.result;
 }

@@ -4,19 +4,20 @@
 #include "framework/check_process.h"
 #include "framework/fw_state.h"
 #include "framework/node_index.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 #include "support/reparse.h"
 
 namespace framework {
 
 namespace {
+constexpr std::string_view kTag = "[checkFWConfig]: ";
 const char* const kProcessKeys[] = {"name", "exec", "priority", "id", "node", "environment", "transport", "servicemgr"};
 }
 
 int checkNode(std::string_view name, const kit::config::Value& node) {
-  if (Verbose) tbx::cout << "node: " << name << tbx::endl;
+  if (Verbose) support::info("F50", kit::config::locate(node), "", "node: ", name);
   if (!node.isDictionary()) {
-    tbx::cout << "  ?  node COMM configuration missing or is no dictionary" << tbx::endl;
+    support::error("F5", kit::config::locate(node), support::kAsk, "node COMM configuration missing or is no dictionary");
     return 1;
   }
   kit::config::Value transport = node.get("transport");
@@ -37,24 +38,27 @@ int checkFWConfig(const char* path, bool verbose) {
   kit::config::Dictionary nodes = top->get("nodes");
   kit::config::Array procs = top->get("procs");
   if (!nodes.isDictionary()) {
-    tbx::cout << "[checkFWConfig]: no 'nodes' dictionary found" << tbx::endl;
+    support::error("F2", support::locateOr(nodes, *top), kTag, "no 'nodes' dictionary found");
     return 1;
   }
   int result = 0;
   NodeIndex nodeIndex;
-  if (Verbose) tbx::cout << "--------------------- Nodes -------------------------" << tbx::endl;
+  if (Verbose) support::textLine("--------------------- Nodes -------------------------");
   for (auto it = nodes.begin(), end = nodes.end(); it != end; ++it) {
     std::string_view name = it.key();
     if (!NodeNames.insert(name)) {
-      tbx::cout << "[checkFWConfig]: node name " << name << " is defined more than once" << tbx::endl;
+      support::duplicate("F4", kit::config::locateKey(it), FirstPlaces.nodes.of(name), kTag, "node name ", name,
+                         " is defined more than once");
       result = 1;
+    } else {
+      FirstPlaces.nodes.note(name, [&] { return kit::config::locateKey(it); });
     }
     addNode(nodeIndex, name);
     if (checkNode(name, it.value()) != 0) result = 1;
   }
-  if (Verbose) tbx::cout << "--------------------- Processes ---------------------" << tbx::endl;
+  if (Verbose) support::textLine("--------------------- Processes ---------------------");
   if (!procs.isArray()) {
-    tbx::cout << "[checkFWConfig]: no 'procs' array found" << tbx::endl;
+    support::error("F3", support::locateOr(procs, *top), kTag, "no 'procs' array found");
     return 1;
   }
   for (uint32_t i = 0; i < procs.size(); ++i) {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "framework/fw_state.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 
 namespace framework {
 
@@ -11,15 +11,22 @@ namespace {
 
 constexpr std::string_view kLoopback = "127.0.0.1";
 
+using kit::config::locate;
+
 // Reads `member`/`field` of a target whose `member` is a dictionary; true
-// when it was read. A member that is no dictionary is none of our business.
-bool readSetting(const kit::config::Value& target, const char* member, const char* field, std::string& out,
-                 const char* label, std::string_view node, bool& error) {
+// when it was read, with `at` where it stands. A member that is no dictionary
+// is none of our business.
+bool readSetting(const kit::config::Value& target, const char* member, const char* field, std::string_view rule,
+                 std::string& out, kit::config::Location& at, const char* label, std::string_view node, bool& error) {
   kit::config::Value settings = target.get(member);
   if (!settings.isDictionary()) return false;
-  if (settings.get(field).getString(out) == 0) return true;
-  tbx::cout << "  ?  " << label << " settings for node " << node << ": " << member << " has no '" << field << "'"
-            << tbx::endl;
+  kit::config::Value value = settings.get(field);
+  if (value.getString(out) == 0) {
+    at = locate(value);
+    return true;
+  }
+  support::error(rule, support::locateOr(value, settings), support::kAsk, label, " settings for node ", node, ": ",
+                 member, " has no '", field, "'");
   error = true;
   return false;
 }
@@ -28,28 +35,33 @@ bool readSetting(const kit::config::Value& target, const char* member, const cha
 
 int checkNodeTransportSection(const kit::config::Dictionary& section, const char* label) {
   std::string reference;
+  kit::config::Location at;
   bool error = false;
   for (auto it = section.begin(), end = section.end(); it != end; ++it) {
     std::string_view node = it.key();
     kit::config::Value target = it.value();
     std::string text;
-    if (target.get("serializer").getString(text) != 0) {
-      tbx::cout << "  ?  " << label << " settings for node " << node << " has no serializer setting" << tbx::endl;
+    kit::config::Value serializer = target.get("serializer");
+    if (serializer.getString(text) != 0) {
+      support::error("F6", support::locateOr(serializer, target), support::kAsk, label, " settings for node ", node,
+                     " has no serializer setting");
       error = true;
     }
-    if (readSetting(target, "tcpip", "address", text, label, node, error)) {
+    if (readSetting(target, "tcpip", "address", "F7", text, at, label, node, error)) {
       if (reference.empty() || text == reference || text == kLoopback || reference == kLoopback) {
         if (reference.empty()) reference = text;
         // Once the section is wrong its reference address proves nothing.
-        if (!error && Verbose) tbx::cout << "!  tcpip " << reference << " from node " << node << tbx::endl;
+        if (!error && Verbose) support::info("F50", at, support::kInfo, "tcpip ", reference, " from node ", node);
       } else {
-        tbx::cout << reference << ' ' << text << tbx::endl;
-        tbx::cout << "  ?  " << label << " settings for node " << node << " have different ip's" << tbx::endl;
+        support::Finding f = support::finding("F8", at, support::kAsk, label, " settings for node ", node,
+                                              " have different ip's");
+        f.aside = reference + ' ' + text;
+        support::report(std::move(f));
         error = true;
       }
     }
-    if (readSetting(target, "resman", "root_path", text, label, node, error) && Verbose)
-      tbx::cout << "!  resman " << text << " from node " << node << tbx::endl;
+    if (readSetting(target, "resman", "root_path", "F9", text, at, label, node, error) && Verbose)
+      support::info("F50", at, support::kInfo, "resman ", text, " from node ", node);
   }
   return error ? 1 : 0;
 }

@@ -6,38 +6,40 @@
 #include "framework/check_service_manager_entry.h"
 #include "framework/check_trace_server.h"
 #include "framework/fw_state.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 
 namespace framework {
 
 namespace {
 
+using kit::config::locate;
 using kit::config::Value;
+using support::locateOr;
 
 // Returns true when it produced a finding.
 bool checkSimpleKeys(const Value& entry) {
   bool error = false;
   for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
     if (!ProcessKeys.contains(it.key())) {
-      tbx::cout << "?process key '" << it.key() << "' not defined for processes" << tbx::endl;
+      support::error("F10", kit::config::locateKey(it), "?", "process key '", it.key(), "' not defined for processes");
       error = true;
     }
   }
   int32_t priority = 0;
   Value priorityValue = entry.get("priority");
   if (priorityValue.isPresent() && priorityValue.getInt(priority) != 0) {
-    tbx::cout << "?process: 'priority' value is not an integer" << tbx::endl;
+    support::error("F11", locate(priorityValue), "?", "process: 'priority' value is not an integer");
     error = true;
   }
   Value environment = entry.get("environment");
   if (environment.isPresent() && !environment.isDictionary()) {
-    tbx::cout << "?process: 'environment' is not a dictionary" << tbx::endl;
+    support::error("F12", locate(environment), "?", "process: 'environment' is not a dictionary");
     error = true;
   }
   std::string_view text;
   for (auto it = environment.begin(), end = environment.end(); it != end; ++it) {
     if (it.value().getString(text) != 0) {
-      tbx::cout << "?process: 'environment' value '" << it.key() << " is not a string" << tbx::endl;
+      support::error("F13", locate(it.value()), "?", "process: 'environment' value '", it.key(), " is not a string");
       error = true;
     }
   }
@@ -49,22 +51,27 @@ bool checkSimpleKeys(const Value& entry) {
 int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const Value& entry, uint32_t index) {
   bool error = checkSimpleKeys(entry);
   std::string_view name;  // an entry without one is declared under the empty name
-  if (entry.get("name").getString(name) != 0) {
-    tbx::cout << "?process " << index << " has no 'name' definition" << tbx::endl;
+  Value nameValue = entry.get("name");
+  if (nameValue.getString(name) != 0) {
+    support::error("F14", locateOr(nameValue, entry), "?", "process ", index, " has no 'name' definition");
     error = true;
   }
   if (!ProcessNames.insert(name)) {
-    tbx::cout << "?process name '" << name << "' is defined more than once at " << tbx::endl;
+    support::duplicate("F15", locateOr(nameValue, entry), FirstPlaces.processes.of(name), "?", "process name '", name,
+                       "' is defined more than once at ");
     error = true;
+  } else {
+    FirstPlaces.processes.note(name, [&] { return locateOr(nameValue, entry); });
   }
   std::string_view node;
-  if (entry.get("node").getString(node) != 0) {
-    tbx::cout << "?process '" << name << "' has no 'node' definition" << tbx::endl;
+  Value nodeValue = entry.get("node");
+  if (nodeValue.getString(node) != 0) {
+    support::error("F16", locateOr(nodeValue, entry), "?", "process '", name, "' has no 'node' definition");
     error = true;
   }
   if (!nodes.get(node).isDictionary()) {
-    tbx::cout << "?node '" << node << "' for process '" << name << "' is not defined in the 'nodes' dictionary"
-              << tbx::endl;
+    support::error("F17", locateOr(nodeValue, entry), "?", "node '", node, "' for process '", name,
+                   "' is not defined in the 'nodes' dictionary");
     error = true;
   }
   if (name == "traceserver") {
@@ -73,20 +80,19 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
   }
   // Without a readable id there is nothing to compare or declare.
   int32_t id = 0;
-  bool hasId = entry.get("id").getInt(id) == 0;
+  Value idValue = entry.get("id");
+  bool hasId = idValue.getInt(id) == 0;
   if (!hasId) {
-    tbx::cout << "?process '" << name << "' has no 'id' definition" << tbx::endl;
+    support::error("F18", locateOr(idValue, entry), "?", "process '", name, "' has no 'id' definition");
     error = true;
   } else if (!ProcessIds.insert(id)) {
-    tbx::cout << "?process '" << name << "': id " << id << " is defined more than once" << tbx::endl;
+    support::duplicate("F19", locate(idValue), FirstPlaces.ids.of(std::to_string(id)), "?", "process '", name,
+                       "': id ", id, " is defined more than once");
     error = true;
+  } else {
+    if (kit::config::positionsWanted()) FirstPlaces.ids.note(std::to_string(id), [&] { return locate(idValue); });
   }
-  if (Verbose) {
-    tbx::cout << name << "(id=";
-    if (hasId) tbx::cout << id;
-    else tbx::cout << '?';
-    tbx::cout << ")" << tbx::endl;
-  }
+  if (Verbose) support::info("F50", locate(entry), "", name, "(id=", hasId ? std::to_string(id) : "?", ")");
   if (checkProcessComm(nodes, nodeIndex, entry) != 0) error = true;
   if (checkServiceManagerEntry(entry) != 0) error = true;
   return error ? 1 : 0;

@@ -4,13 +4,16 @@
 #include <vector>
 
 #include "framework/fw_state.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 
 namespace framework {
 
 namespace {
 
+using kit::config::Location;
+using kit::config::locate;
 using kit::config::Value;
+using support::locateOr;
 
 struct CommState {
   int32_t port = -1;  // -1: no port yet
@@ -20,59 +23,64 @@ struct CommState {
   bool error = false;
 };
 
-void fail(CommState& state, std::string_view first, std::string_view node, std::string_view rest) {
-  tbx::cout << "  ?  COMM: " << first << node << rest << tbx::endl;
+void fail(CommState& state, std::string_view rule, Location at, std::string_view first, std::string_view node,
+          std::string_view rest) {
+  support::error(rule, at, support::kAsk, "COMM: ", first, node, rest);
   state.error = true;
 }
 
 void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::string_view target, const Value& tcp,
                 CommState& state) {
   int32_t port = 0;
-  if (tcp.get("port").getInt(port) != 0) {
-    fail(state, "TCP/IP Settings for node ", target, " missing 'port' entry");
+  Value portValue = tcp.get("port");
+  if (portValue.getInt(port) != 0) {
+    fail(state, "F23", locateOr(portValue, tcp), "TCP/IP Settings for node ", target, " missing 'port' entry");
     return;
   }
   if (state.port == -1) {
     state.port = port;
   } else if (port != state.port) {
-    fail(state, "TCP/IP Settings for node ", target, " different port values on same proceess");
+    fail(state, "F24", locate(portValue), "TCP/IP Settings for node ", target, " different port values on same proceess");
     return;
   }
   std::string_view own;
-  if (entry.get("node").getString(own) != 0) {
-    fail(state, "missing settings for node '", own, "'");
+  Value ownValue = entry.get("node");
+  if (ownValue.getString(own) != 0) {
+    fail(state, "F25", locateOr(ownValue, entry), "missing settings for node '", own, "'");
     return;
   }
-  Value transport = nodes.get(own).get("transport");
+  Value ownNode = nodes.get(own);
+  Value transport = ownNode.get("transport");
   if (!transport.isPresent()) {
-    fail(state, "missing 'transport' for node '", own, "'");
+    fail(state, "F26", locateOr(ownNode, nodes), "missing 'transport' for node '", own, "'");
     return;
   }
   Value comm = transport.get("comm");
   if (!comm.isPresent()) {
-    fail(state, "missing 'transport:comm' for node ", own, "");
+    fail(state, "F27", locate(transport), "missing 'transport:comm' for node ", own, "");
     return;
   }
   std::string_view address;
   if (comm.get(target).get("tcpip").get("address").getString(address) != 0 &&
       comm.get("*").get("tcpip").get("address").getString(address) != 0) {
-    tbx::cout << "  ?  COMM: using tcp/ip for node " << own << ": missing IP for node " << target << tbx::endl;
-    state.error = true;
+    fail(state, "F28", locate(comm), "using tcp/ip for node ", own, ": missing IP for node " + std::string(target));
     return;
   }
   state.ipConnection.assign(address).append(1, ':').append(std::to_string(state.port));
-  if (Verbose) tbx::cout << "!  COMM: using tcp/ip  '" << state.ipConnection << "' for node " << target << tbx::endl;
+  if (Verbose)
+    support::info("F50", locate(tcp), support::kInfo, "COMM: using tcp/ip  '", state.ipConnection, "' for node ", target);
 }
 
 void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::string_view target, const Value& res,
                  CommState& state) {
   std::string_view path;
-  if (res.get("path").getString(path) != 0) {
-    fail(state, "RESMAN Settings for node ", target, " missing 'path' entry");
+  Value pathValue = res.get("path");
+  if (pathValue.getString(path) != 0) {
+    fail(state, "F29", locateOr(pathValue, res), "RESMAN Settings for node ", target, " missing 'path' entry");
     return;
   }
   if (!state.resmanPath.empty() && path != state.resmanPath) {
-    fail(state, "RESMAN settings for node ", target, " different 'resmam' values on same proceess");
+    fail(state, "F30", locate(pathValue), "RESMAN settings for node ", target, " different 'resmam' values on same proceess");
     return;
   }
   state.resmanPath = path;
@@ -81,7 +89,9 @@ void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::
   entry.get("node").getString(own);
   nodes.get(own).get("transport").get("comm").get(target).get("resman").get("root_path").getString(root);
   state.resmanConnection.assign(root).append(1, ':').append(path);
-  if (Verbose) tbx::cout << "!  COMM: using resman path '" << state.resmanConnection << "' for node " << target << tbx::endl;
+  if (Verbose)
+    support::info("F50", locate(res), support::kInfo, "COMM: using resman path '", state.resmanConnection, "' for node ",
+                  target);
 }
 
 void checkTarget(const kit::config::Dictionary& nodes, const Value& entry, const Value& comm, std::string_view target,
@@ -90,12 +100,20 @@ void checkTarget(const kit::config::Dictionary& nodes, const Value& entry, const
   Value tcp = settings.get("tcpip");
   Value res = settings.get("resman");
   if (!tcp.isPresent() && !res.isPresent()) return;
+  std::string_view rule;
+  Location at;
   if (tcp.isPresent() && res.isPresent()) {
-    fail(state, "Settings for node ", target, " with more than one entry");
+    rule = "F20";
+    at = locate(settings);
+    fail(state, rule, at, "Settings for node ", target, " with more than one entry");
   } else if (tcp.isPresent() && !tcp.isDictionary()) {
-    fail(state, "TCP/IP Settings for node ", target, " are invalid");
+    rule = "F21";
+    at = locate(tcp);
+    fail(state, rule, at, "TCP/IP Settings for node ", target, " are invalid");
   } else if (res.isPresent() && !res.isDictionary()) {
-    fail(state, "RESMAN Settings for node ", target, " are invalid");
+    rule = "F22";
+    at = locate(res);
+    fail(state, rule, at, "RESMAN Settings for node ", target, " are invalid");
   } else if (tcp.isDictionary()) {
     checkTcpip(nodes, entry, target, tcp, state);
     return;
@@ -103,13 +121,21 @@ void checkTarget(const kit::config::Dictionary& nodes, const Value& entry, const
     checkResman(nodes, entry, target, res, state);
     return;
   }
-  tbx::cout << "  ?  COMM: missing settings" << tbx::endl;
+  support::error(rule, at, support::kAsk, "COMM: missing settings");
 }
 
-// A connection string claimed by an earlier process is a clash.
-void registerConnection(support::NameSet& set, const std::string& connection, CommState& state) {
+// A connection string claimed by an earlier process is a clash; `comm` is
+// the process's section that forms it.
+void registerConnection(support::NameSet& set, support::FirstPlaces& places, std::string_view rule,
+                        const std::string& connection, const Value& comm, CommState& state) {
   if (connection.empty()) return;
-  if (!set.insert(connection)) fail(state, "ip-connection ", connection, " is defined more than once");
+  if (set.insert(connection)) {
+    places.note(connection, [&] { return locate(comm); });
+    return;
+  }
+  support::duplicate(rule, locate(comm), places.of(connection), support::kAsk, "COMM: ip-connection ", connection,
+                     " is defined more than once");
+  state.error = true;
 }
 
 }  // namespace
@@ -117,7 +143,7 @@ void registerConnection(support::NameSet& set, const std::string& connection, Co
 int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const Value& entry) {
   Value comm = entry.get("transport").get("comm");
   if (!comm.isDictionary()) {
-    if (Verbose) tbx::cout << "!  COMM: not configured" << tbx::endl;
+    if (Verbose) support::info("F50", locate(entry), support::kInfo, "COMM: not configured");
     return 0;
   }
   // Only the keys of "comm" that name nodes are visited, in the order of
@@ -126,8 +152,8 @@ int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& node
   positionsOfKeys(nodeIndex, comm, positions);
   CommState state;
   for (uint32_t pos : positions) checkTarget(nodes, entry, comm, nodeIndex.names[pos], state);
-  registerConnection(IpConnections, state.ipConnection, state);
-  registerConnection(ResmanPaths, state.resmanConnection, state);
+  registerConnection(IpConnections, FirstPlaces.ipConnections, "F31", state.ipConnection, comm, state);
+  registerConnection(ResmanPaths, FirstPlaces.resmanPaths, "F32", state.resmanConnection, comm, state);
   return state.error ? 1 : 0;
 }
 

@@ -4,53 +4,63 @@
 
 #include "framework/fw_state.h"
 #include "platform/plat.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 
 namespace framework {
 
 namespace {
 
+using kit::config::locate;
 using kit::config::Value;
+using support::kAsk;
+using support::locateOr;
 
 // Checks one bundle; returns true when it produced a finding.
 bool checkBundle(const Value& bundle, int32_t index) {
   if (!bundle.isDictionary()) {
-    tbx::cout << "  ?  SMGT: bundle[" << index << "] is no dictionary" << tbx::endl;
+    support::error("F39", locate(bundle), kAsk, "SMGT: bundle[", index, "] is no dictionary");
     return true;
   }
   std::string_view name;
-  if (bundle.get("name").getString(name) != 0) {
-    tbx::cout << "  ?  SMGT: bundle[" << index << "] has no 'name'" << tbx::endl;
+  Value nameValue = bundle.get("name");
+  if (nameValue.getString(name) != 0) {
+    support::error("F40", locateOr(nameValue, bundle), kAsk, "SMGT: bundle[", index, "] has no 'name'");
     return true;
   }
   if (!ApplicationNames.insert(name)) {
-    tbx::cout << "  ?  SMGT: bundle[" << name << "] name '" << name << "' is defined more than once" << tbx::endl;
+    support::duplicate("F41", locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: bundle[", name,
+                       "] name '", name, "' is defined more than once");
     return true;
   }
+  FirstPlaces.applications.note(name, [&] { return locate(nameValue); });
   std::string_view lib;
-  if (bundle.get("lib").getString(lib) != 0) {
-    tbx::cout << "  ?  SMGT: bundle[" << name << "] has no 'lib'" << tbx::endl;
+  Value libValue = bundle.get("lib");
+  if (libValue.getString(lib) != 0) {
+    support::error("F42", locateOr(libValue, bundle), kAsk, "SMGT: bundle[", name, "] has no 'lib'");
     return true;
   }
   Value apps = bundle.get("apps");
   if (!apps.isArray()) {
-    tbx::cout << "  ?  SMGT: bundle[" << name << "] has no 'apps' array" << tbx::endl;
+    support::error("F43", locateOr(apps, bundle), kAsk, "SMGT: bundle[", name, "] has no 'apps' array");
     return true;
   }
   if (apps.size() == 0) {
-    tbx::cout << "  ?  SMGT: bundle[" << name << "] has empty 'apps' array" << tbx::endl;
+    support::error("F44", locate(apps), kAsk, "SMGT: bundle[", name, "] has empty 'apps' array");
     return true;
   }
   bool error = false;
   std::string_view app;
   for (uint32_t j = 0; j < apps.size(); ++j) {
-    if (apps.at(j).getString(app) != 0) {
-      tbx::cout << "  ?  SMGT: bundle[" << name << "]:apps[" << static_cast<int32_t>(j) << "] is no string" << tbx::endl;
+    Value appValue = apps.at(j);
+    if (appValue.getString(app) != 0) {
+      support::error("F45", locate(appValue), kAsk, "SMGT: bundle[", name, "]:apps[", j, "] is no string");
       error = true;
     } else if (!ApplicationNames.insert(app)) {
-      tbx::cout << "  ?  SMGT: bundle[" << name << "]:apps[" << static_cast<int32_t>(j) << "] is defined more than once"
-                << tbx::endl;
+      support::duplicate("F46", locate(appValue), FirstPlaces.applications.of(app), kAsk, "SMGT: bundle[", name,
+                         "]:apps[", j, "] is defined more than once");
       error = true;
+    } else {
+      FirstPlaces.applications.note(app, [&] { return locate(appValue); });
     }
   }
   return error;
@@ -59,15 +69,18 @@ bool checkBundle(const Value& bundle, int32_t index) {
 // The single-application form; returns true when it produced a finding.
 bool checkSingleApp(const Value& sm) {
   std::string_view name;
-  if (sm.get("name").getString(name) != 0) {
-    tbx::cout << "  ?  SMGT: singleapp has no name" << tbx::endl;
+  Value nameValue = sm.get("name");
+  if (nameValue.getString(name) != 0) {
+    support::error("F36", locateOr(nameValue, sm), kAsk, "SMGT: singleapp has no name");
     return true;
   }
   if (!ApplicationNames.insert(name)) {
-    tbx::cout << "  ?  SMGT: singleapp name '" << name << "' defined more than once" << tbx::endl;
+    support::duplicate("F37", locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: singleapp name '",
+                       name, "' defined more than once");
     return true;
   }
-  if (Verbose) tbx::cout << "!  SMGT: singleapp '" << name << "'" << tbx::endl;
+  FirstPlaces.applications.note(name, [&] { return locate(nameValue); });
+  if (Verbose) support::info("F50", locate(nameValue), support::kInfo, "SMGT: singleapp '", name, "'");
   return false;
 }
 
@@ -86,32 +99,35 @@ int checkServiceManagerEntry(const Value& entry) {
   entry.get("name").getString(process);
   Value sm = entry.get("servicemgr");
   if (!sm.isPresent()) {
-    if (Verbose) tbx::cout << "!  SMGT: not configured" << tbx::endl;
+    if (Verbose) support::info("F50", locate(entry), support::kInfo, "SMGT: not configured");
     return 0;
   }
   if (!sm.isDictionary()) {
-    tbx::cout << "  ?  SMGT: 'servicemgr' is no dictionary" << tbx::endl;
+    support::error("F33", locate(sm), kAsk, "SMGT: 'servicemgr' is no dictionary");
     return 1;
   }
   bool error = false;
   std::string_view exec;
-  if (entry.get("exec").getString(exec) != 0) {
-    tbx::cout << "  ?  SMGT: 'exec' not defined in process " << process << tbx::endl;
+  Value execValue = entry.get("exec");
+  if (execValue.getString(exec) != 0) {
+    support::error("F34", locateOr(execValue, entry), kAsk, "SMGT: 'exec' not defined in process ", process);
     error = true;
   }
-  if (Verbose) tbx::cout << "!  SMGT: executable '" << exec << plat::ProcessTNG::ExecutableSuffix << "'" << tbx::endl;
+  if (Verbose)
+    support::info("F50", locateOr(execValue, entry), support::kInfo, "SMGT: executable '", exec,
+                  plat::ProcessTNG::ExecutableSuffix, "'");
   Value bundles = sm.get("bundles");
   if (sm.get("singleapp").isPresent()) {
     if (checkSingleApp(sm)) error = true;
   } else if (sm.get("external").isPresent()) {
-    if (Verbose) tbx::cout << "!  SMGT: external" << tbx::endl;
+    if (Verbose) support::info("F50", locate(sm), support::kInfo, "SMGT: external");
   } else if (bundles.isArray() && bundles.size() == 0) {
-    tbx::cout << "  ?  SMGT: bundles with size=0" << tbx::endl;
+    support::error("F38", locate(bundles), kAsk, "SMGT: bundles with size=0");
     error = true;
   } else if (bundles.isArray()) {
     if (checkBundles(bundles) != 0) error = true;
   } else {
-    tbx::cout << "  ?  SMGT: missing or erroneous settings 'singleapp|external|bundles'" << tbx::endl;
+    support::error("F35", locate(sm), kAsk, "SMGT: missing or erroneous settings 'singleapp|external|bundles'");
     error = true;
   }
   return error ? 1 : 0;

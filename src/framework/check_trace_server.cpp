@@ -1,23 +1,23 @@
 #include "framework/check_trace_server.h"
 
-#include "platform/tbx.h"
+#include "support/report.h"
 
 namespace framework {
 
 int checkTraceServer(const kit::config::Dictionary& nodes, const kit::config::Value& entry) {
   kit::config::Value tracing = entry.get("transport").get("tracing");
   if (!tracing.isDictionary()) {
-    tbx::cout << "Missing Transport settings for traceserver" << tbx::endl;
+    support::error("F47", support::locateOr(tracing, entry), "", "Missing Transport settings for traceserver");
     return 1;
   }
   for (auto it = tracing.begin(), end = tracing.end(); it != end; ++it) {
     std::string_view node = it.key();
     if (!nodes.get(node).isDictionary() && node != "*") {
-      tbx::cout << "Traceserver transport for unknown node '" << node << "' found'" << tbx::endl;
+      support::error("F48", kit::config::locateKey(it), "", "Traceserver transport for unknown node '", node, "' found'");
       return 1;
     }
     if (!it.value().isDictionary()) {
-      tbx::cout << "Traceserver transport for node '" << node << "' is bad'" << tbx::endl;
+      support::error("F49", kit::config::locate(it.value()), "", "Traceserver transport for node '", node, "' is bad'");
       return 1;
     }
   }

@@ -10,11 +10,13 @@ support::NameSet ApplicationNames;
 support::NameSet IpConnections;
 support::NameSet ResmanPaths;
 bool Verbose = false;
+FirstPlacesOf FirstPlaces;
 
 void resetState() {
   for (support::NameSet* set : {&ProcessKeys, &NodeNames, &ProcessNames, &ApplicationNames, &IpConnections, &ResmanPaths})
     set->destroy();
   ProcessIds.destroy();
+  FirstPlaces = FirstPlacesOf{};
   Verbose = false;
 }
 

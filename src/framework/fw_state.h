@@ -3,6 +3,7 @@
 #pragma once
 
 #include "support/name_set.h"
+#include "support/report.h"
 
 namespace framework {
 
@@ -14,6 +15,12 @@ extern support::NameSet ApplicationNames;  // single apps, bundles and bundle ap
 extern support::NameSet IpConnections;     // "address:port" per process
 extern support::NameSet ResmanPaths;       // "root:path" per process
 extern bool Verbose;
+
+// Where the names above were first declared, for the findings of a repeat.
+struct FirstPlacesOf {
+  support::FirstPlaces nodes, processes, ids, applications, ipConnections, resmanPaths;
+};
+extern FirstPlacesOf FirstPlaces;
 
 // Empties the sets, for tools that run several checks in one process.
 void resetState();

@@ -5,12 +5,15 @@
 
 #include "commands/check_command_list.h"
 #include "framework/fw_state.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 #include "support/reparse.h"
 
 namespace servicemgr {
 
+using kit::config::locate;
+using kit::config::locateKey;
 using kit::config::Value;
+using support::kAsk;
 
 namespace {
 
@@ -40,17 +43,19 @@ int checkRestartPolicy(const Value& policy, std::string_view name) {
     }
     if (key == "restart_cnt" || key == "restart_cnt_reset_time") {
       if (isCount(value)) continue;
-      tbx::cout << "  ?  SMRestart: (" << name << ") '" << key << "' value invalid or less than 0" << tbx::endl;
+      support::error(key == "restart_cnt" ? "R5" : "R6", locate(value), kAsk, "SMRestart: (", name, ") '", key,
+                     "' value invalid or less than 0");
     } else if (key == "on_restart_failed") {
       std::string text;
       if (value.getString(text) != 0 || text == "ignore" || text == "reset") continue;
-      tbx::cout << "  ?  SMRestart: (" << name << ") 'on_restart_failed' has illegal value '" << text << "'" << tbx::endl;
+      support::error("R7", locate(value), kAsk, "SMRestart: (", name, ") 'on_restart_failed' has illegal value '", text,
+                     "'");
     } else if (key == "enabled") {
       bool enabled = false;
       if (value.getBool(enabled) == 0) continue;
-      tbx::cout << "  ?  SMRestart: (" << name << ") 'enabled' value is not a boolean" << tbx::endl;
+      support::error("R8", locate(value), kAsk, "SMRestart: (", name, ") 'enabled' value is not a boolean");
     } else {
-      tbx::cout << "  ?  SMRestart: (" << name << ") undefined entry '" << key << "'" << tbx::endl;
+      support::error("R9", locateKey(it), kAsk, "SMRestart: (", name, ") undefined entry '", key, "'");
     }
     result = 1;
   }
@@ -68,7 +73,7 @@ int checkSMRestartconfig(const char* path) {
     if (key == "abort_on_reset") {
       bool abort = false;
       if (value.getBool(abort) != 0) {
-        tbx::cout << "  ?  SMRestart: entry 'abort_on_reset' is not a boolean value" << tbx::endl;
+        support::error("R2", locate(value), kAsk, "SMRestart: entry 'abort_on_reset' is not a boolean value");
         result = 1;
       }
     } else if (key == "__default__") {
@@ -77,14 +82,14 @@ int checkSMRestartconfig(const char* path) {
         if (kind == "process" || kind == "application") {
           result |= checkRestartPolicy(d.value(), "__default__/" + std::string(kind));
         } else {
-          tbx::cout << "  ?  SMRestart: undefine entry '" << kind << "' in __default__ block" << tbx::endl;
+          support::error("R3", locateKey(d), kAsk, "SMRestart: undefine entry '", kind, "' in __default__ block");
           result = 1;
         }
       }
     } else if (framework::ProcessNames.contains(key) || framework::ApplicationNames.contains(key)) {
       result |= checkRestartPolicy(value, key);
     } else {
-      tbx::cout << "  ?  SMRestart: '" << key << "' is not a configured process or application name" << tbx::endl;
+      support::error("R4", locateKey(it), kAsk, "SMRestart: '", key, "' is not a configured process or application name");
       result = 1;
     }
   }

@@ -84,10 +84,6 @@ void textLine(std::string_view line) {
   if (state().format == Format::Text) tbx::cout << line << tbx::endl;
 }
 
-void FirstPlaces::note(std::string_view name, Location at) {
-  if (kit::config::positionsWanted()) places.try_emplace(std::string(name), at);
-}
-
 Location FirstPlaces::of(std::string_view name) const {
   auto it = places.find(name);
   return it != places.end() ? it->second : Location{};

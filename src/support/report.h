@@ -94,13 +94,21 @@ void duplicate(std::string_view rule, Location at, Location first, std::string_v
   report(std::move(f));
 }
 
+// Where `value` stands, or `owner` when there is no such value.
+inline Location locateOr(const kit::config::Value& value, const kit::config::Value& owner) {
+  return kit::config::locate(value.isPresent() ? value : owner);
+}
+
 // A line only the text form shows (the section headings of --verbose).
 void textLine(std::string_view line);
 
 // Where each name of a registry was first declared; kept only while
 // positions are wanted, so a text run pays nothing for it.
 struct FirstPlaces {
-  void note(std::string_view name, Location at);
+  template <typename Locate>
+  void note(std::string_view name, Locate locate) {
+    if (kit::config::positionsWanted()) places.try_emplace(std::string(name), locate());
+  }
   Location of(std::string_view name) const;
   std::map<std::string, Location, std::less<>> places;
 };

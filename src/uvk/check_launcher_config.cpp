@@ -4,28 +4,37 @@
 
 #include "commands/check_command_list.h"
 #include "framework/fw_state.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 #include "support/name_set.h"
 #include "uvk/check_restart_param.h"
 
 namespace uvk {
 
+using kit::config::locate;
+using kit::config::locateKey;
 using kit::config::Value;
+using support::kAsk;
 
 int checkLauncherConfig(const Value& launcher) {
   if (!launcher.isDictionary()) {
-    tbx::cout << "[checkUVKStartup]: launcher-configuration is not a dictionary" << tbx::endl;
+    support::error("U14", locate(launcher), "[checkUVKStartup]: ", "launcher-configuration is not a dictionary");
     return 1;
   }
   support::NameSet domains;
+  support::FirstPlaces places;
   int result = 0;
   for (auto it = launcher.begin(), end = launcher.end(); it != end; ++it) {
     std::string_view name = it.key();
     Value settings = it.value();
     bool repeated = !domains.insert(name);
-    if (repeated) tbx::cout << "  ?  UVK::launcher: '" << name << "' is defined more than once" << tbx::endl;
+    if (repeated) {
+      support::duplicate("U15", locateKey(it), places.of(name), kAsk, "UVK::launcher: '", name,
+                         "' is defined more than once");
+    } else {
+      places.note(name, [&] { return locateKey(it); });
+    }
     if (!settings.isDictionary()) {
-      tbx::cout << "  ?  UVK::launcher: '" << name << "' is not a dictionary" << tbx::endl;
+      support::error("U16", locate(settings), kAsk, "UVK::launcher: '", name, "' is not a dictionary");
       result = 1;
     } else if (repeated) {
       result = 1;
@@ -53,26 +62,26 @@ int checkLauncherDomain(const Value& settings, std::string_view domain) {
     if (key == "launcher") {
       std::string application;
       if (value.getString(application) != 0) {
-        tbx::cout << "  ?  UVK::launcher: launcher for '" << key << "' is not a string for '" << domain << "'"
-                  << tbx::endl;
+        support::error("U17", locate(value), kAsk, "UVK::launcher: launcher for '", key, "' is not a string for '", domain,
+                       "'");
       } else if (!framework::ApplicationNames.contains(application)) {
-        tbx::cout << "  ?  UVK::launcher: launcher application '" << application << "' for domain '" << domain
-                  << "' is not a configured application" << tbx::endl;
+        support::error("U18", locate(value), kAsk, "UVK::launcher: launcher application '", application, "' for domain '",
+                       domain, "' is not a configured application");
       } else {
         continue;
       }
     } else if (key == "always_ack") {
       bool ack = false;
       if (value.getBool(ack) == 0) continue;
-      tbx::cout << "  ?  UVK::launcher: illegal value for pameter 'always_ack' for domain '" << domain << "'"
-                << tbx::endl;
+      support::error("U19", locate(value), kAsk, "UVK::launcher: illegal value for pameter 'always_ack' for domain '", domain,
+                     "'");
     } else if (key == "domain_request_timeout") {
       int32_t timeout = -1;
       if (value.getInt(timeout) == 0 && timeout > 0) continue;
-      tbx::cout << "  ?  UVK: '" << key << "' is not an integer value or less or equal than 0 in domain '" << domain
-                << "'" << tbx::endl;
+      support::error("U20", locate(value), kAsk, "UVK: '", key, "' is not an integer value or less or equal than 0 in domain '",
+                     domain, "'");
     } else {
-      tbx::cout << "  ?  UVK: '" << key << "' is an undefined entry in domain '" << domain << "'" << tbx::endl;
+      support::error("U21", locateKey(it), kAsk, "UVK: '", key, "' is an undefined entry in domain '", domain, "'");
     }
     result = 1;
   }

@@ -2,9 +2,12 @@
 
 #include <string>
 
-#include "platform/tbx.h"
+#include "support/report.h"
 
 namespace uvk {
+
+using kit::config::locate;
+using support::kAsk;
 
 int checkRestartParam(const kit::config::Value& params, std::string_view domain) {
   int result = 0;
@@ -15,28 +18,28 @@ int checkRestartParam(const kit::config::Value& params, std::string_view domain)
     if (key == "restart_cnt" || key == "restart_cnt_reset_time") {
       int32_t count = 0;
       if (value.getInt(count) != 0) {
-        tbx::cout << "  ?  UVK: restart parameter '" << key << "' has a non-integer value for '" << domain << "'"
-                  << tbx::endl;
+        support::error("U23", locate(value), kAsk, "UVK: restart parameter '", key, "' has a non-integer value for '",
+                       domain, "'");
       } else if (count < 0) {
-        tbx::cout << "  ?  UVK: restart parameter '" << key << "' has a negative value for '" << domain << "'"
-                  << tbx::endl;
+        support::error("U24", locate(value), kAsk, "UVK: restart parameter '", key, "' has a negative value for '",
+                       domain, "'");
       } else {
         continue;
       }
     } else if (key == "on_restart_failed") {
       std::string action;
       if (value.getString(action) != 0) {
-        tbx::cout << "  ?  UVK: restart parameter 'on_restart_failed' has a non-string value for '" << domain << "'"
-                  << tbx::endl;
+        support::error("U25", locate(value), kAsk, "UVK: restart parameter 'on_restart_failed' has a non-string value for '",
+                       domain, "'");
       } else if (action != "ignore" && action != "reset") {
-        tbx::cout << "  ?  UVK: value '" << action << "' is undefined as restart parameter 'on_restart_failed' for '"
-                  << domain << "'" << tbx::endl;
+        support::error("U26", locate(value), kAsk, "UVK: value '", action,
+                       "' is undefined as restart parameter 'on_restart_failed' for '", domain, "'");
       } else {
         continue;
       }
     } else {
-      tbx::cout << "  ?  UVK: '" << key << "' is an undefined restart parameter in domain '" << domain << "'"
-                << tbx::endl;
+      support::error("U27", kit::config::locateKey(it), kAsk, "UVK: '", key, "' is an undefined restart parameter in domain '",
+                     domain, "'");
     }
     result = 1;
   }

@@ -6,13 +6,15 @@
 #include <string_view>
 
 #include "commands/check_command_list.h"
-#include "platform/tbx.h"
+#include "support/report.h"
 #include "support/reparse.h"
 #include "uvk/check_launcher_config.h"
 
 namespace uvk {
 
+using kit::config::locate;
 using kit::config::Value;
+using support::kAsk;
 
 namespace {
 
@@ -76,7 +78,7 @@ bool isStartupMode(std::string_view mode) {
 // Returns 1 when the entry's value breaks its rule, after reporting it.
 int checkTopEntry(const TopEntry& entry, const Value& value) {
   std::string_view item = entry.item.empty() ? entry.key : entry.item;
-  tbx::ostream& out = tbx::cout;
+  const kit::config::Location at = locate(value);
   int32_t number = 0;
   switch (entry.rule) {
     case Rule::Launcher:
@@ -86,9 +88,10 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::Systracker: {
       std::string filename;
       if (!value.isDictionary()) {
-        out << "  ?  UVK: item 'systracker' is not a dictionary" << tbx::endl;
+        support::error("U7", at, kAsk, "UVK: item 'systracker' is not a dictionary");
       } else if (value.get("filename").getString(filename) != 0) {
-        out << "  ?  UVK: missing entry 'filename' in item 'systracker'" << tbx::endl;
+        support::error("U8", support::locateOr(value.get("filename"), value), kAsk,
+                       "UVK: missing entry 'filename' in item 'systracker'");
       } else {
         return 0;
       }
@@ -97,9 +100,9 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::StartupMode: {
       std::string mode;
       if (value.getString(mode) != 0) {
-        out << "  ?  UVK: item '" << item << "' is not a string" << tbx::endl;
+        support::error("U5", at, kAsk, "UVK: item '", item, "' is not a string");
       } else if (!isStartupMode(mode)) {
-        out << "  ?  UVK: item '" << item << "' contains an undefined value '" << mode << "'" << tbx::endl;
+        support::error("U6", at, kAsk, "UVK: item '", item, "' contains an undefined value '", mode, "'");
       } else {
         return 0;
       }
@@ -109,25 +112,25 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::Boolean: {
       bool flag = false;
       if (value.getBool(flag) == 0) return 0;
-      out << "  ?  UVK: item '" << item << (entry.rule == Rule::Bool ? "' is not a bool value" : "' is not a boolean value")
-          << tbx::endl;
+      support::error("U9", at, kAsk, "UVK: item '", item,
+                     entry.rule == Rule::Bool ? "' is not a bool value" : "' is not a boolean value");
       return 1;
     }
     case Rule::Version:
       number = -1;
       if (value.getInt(number) == 0 && number >= 0) return 0;
-      out << "  ?  UVK: item '" << item << "' missing or less than 0" << tbx::endl;
+      support::error("U4", at, kAsk, "UVK: item '", item, "' missing or less than 0");
       return 1;
     case Rule::Positive:
       number = -1;
       if (value.getInt(number) == 0 && number > 0) return 0;
-      out << "  ?  UVK: item '" << item << "' is not an integer value or less or equal than 0" << tbx::endl;
+      support::error("U10", at, kAsk, "UVK: item '", item, "' is not an integer value or less or equal than 0");
       return 1;
     case Rule::NotNegative:
       if (value.getInt(number) != 0) {
-        out << "  ?  UVK: item '" << item << "' is not an integer value" << tbx::endl;
+        support::error("U11", at, kAsk, "UVK: item '", item, "' is not an integer value");
       } else if (number < 0) {
-        out << "  ?  UVK: item '" << item << "' is a negative value" << tbx::endl;
+        support::error("U12", at, kAsk, "UVK: item '", item, "' is a negative value");
       } else {
         return 0;
       }
@@ -147,7 +150,7 @@ int checkUVKStartup(const char* path) {
   for (auto it = top->begin(); it != top->end(); ++it) {
     const TopEntry* entry = findTopEntry(it.key());
     if (entry == nullptr) {
-      tbx::cout << "[checkUVKStartup]: undefined entry '" << it.key() << "' found" << tbx::endl;
+      support::error("U3", kit::config::locateKey(it), "[checkUVKStartup]: ", "undefined entry '", it.key(), "' found");
       result = 1;
       continue;
     }
@@ -157,7 +160,7 @@ int checkUVKStartup(const char* path) {
   }
   for (std::size_t i = 0; i < std::size(kTopEntries); ++i) {
     if (!kTopEntries[i].required || seen[i]) continue;
-    tbx::cout << "[checkUVKStartup]: entry '" << kTopEntries[i].key << "' is missing" << tbx::endl;
+    support::error("U2", locate(*top), "[checkUVKStartup]: ", "entry '", kTopEntries[i].key, "' is missing");
     result = 1;
   }
   return result;
