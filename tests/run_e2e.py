@@ -8,7 +8,8 @@ kept in git (pipes, directories named *.json, huge files). Elapsed times are
 masked as time=N[ms]. A `sorted` file makes the comparison ignore line order
 (directory listings come in the system's order). A `limit_as_mb` file runs the
 program under that address-space limit (skipped in sanitizer builds, whose
-shadow memory needs more). With CFGCHECK_UPDATE=1 the expected files are
+shadow memory needs more). A `timeout` file sets the seconds after which the
+run counts as hung (default 600). With CFGCHECK_UPDATE=1 the expected files are
 rewritten.
 """
 import os
@@ -18,7 +19,7 @@ import subprocess
 import sys
 import tempfile
 
-EXPECTED = ("args", "stdout", "stderr", "status", "setup", "sorted", "limit_as_mb")
+EXPECTED = ("args", "stdout", "stderr", "status", "setup", "sorted", "limit_as_mb", "timeout")
 SKIPPED = 77
 TIME = re.compile(rb"time=\d+\[ms\]")
 
@@ -47,8 +48,14 @@ def main():
                 import resource
                 resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
 
-        proc = subprocess.run([binary] + args, cwd=work, capture_output=True, timeout=600,
-                              preexec_fn=apply_limit)
+        timeout_file = os.path.join(case, "timeout")
+        timeout = int(open(timeout_file).read()) if os.path.exists(timeout_file) else 600
+        try:
+            proc = subprocess.run([binary] + args, cwd=work, capture_output=True, timeout=timeout,
+                                  preexec_fn=apply_limit)
+        except subprocess.TimeoutExpired:
+            sys.stdout.write(f"--- no end after {timeout} s\n")
+            return 1
     out = TIME.sub(b"time=N[ms]", proc.stdout)
     err = TIME.sub(b"time=N[ms]", proc.stderr)
     status = str(proc.returncode).encode() + b"\n"

@@ -1,15 +1,25 @@
 #pragma once
 
+#include <memory>
 #include <string>
+
+#include "platform/kit_config.h"
 
 namespace driver {
 
-// The known files of a run; an empty path means no file of that kind was given.
+// A known file of the run, parsed once by the file loop. An empty path means
+// no file of that kind was given.
+struct KnownFile {
+  std::string path;
+  std::unique_ptr<kit::config::JSONParser> parser;  // owns the document
+  const kit::config::Dictionary* top = nullptr;     // null: no top-level object
+};
+
 struct KnownFiles {
-  std::string framework;
-  std::string servicemgr;
-  std::string restart;
-  std::string uvk;
+  KnownFile framework;
+  KnownFile servicemgr;
+  KnownFile restart;
+  KnownFile uvk;
 };
 
 // Checks the content of the known files in their fixed order and prints the

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -43,7 +44,7 @@ int32_t toInt(const char* text) {
 // The four known files, in the order their names are tested.
 struct KnownName {
   const char* name;
-  std::string KnownFiles::*slot;
+  KnownFile KnownFiles::*slot;
 };
 const KnownName kKnownNames[] = {
     {"framework.json", &KnownFiles::framework},
@@ -62,6 +63,13 @@ support::Format formatOf(int argc, const char* const* argv) {
     if (arg == "--format" || arg == "--file" || arg == "--dir" || arg == "--maxlinelength") ++i;
   }
   return format;
+}
+
+KnownFile* knownFileFor(const std::string& path, KnownFiles& known) {
+  if (path.empty()) return nullptr;
+  for (const KnownName& known_name : kKnownNames)
+    if (path.find(known_name.name) != std::string::npos) return &(known.*known_name.slot);
+  return nullptr;
 }
 
 }  // namespace
@@ -130,22 +138,33 @@ int run(int argc, const char* const* argv) {
 
   for (const std::string& path : files) {
     support::fileStart(path);
-    kit::config::JSONParser parser;
-    uint32_t limit = static_cast<uint32_t>(maxLineLength);
-    if (!path.empty()) {
-      for (const KnownName& known_name : kKnownNames) {
-        if (path.find(known_name.name) != std::string::npos) {
-          known.*known_name.slot = path;
-          limit = 255;
-          break;
-        }
-      }
-    }
+    KnownFile* knownFile = knownFileFor(path, known);
+    int rc = 0;
     plat::RealtimeStopWatch watch(false);
-    watch.start();
-    // The content checks read the known files again; here only the verdict counts.
-    int rc = parser.checkSyntax(path.c_str(), limit);
-    watch.stop();
+    if (knownFile != nullptr) {
+      // Parsed once: the document serves the verdict, the content check and
+      // the transport report, which keeps values of every process and so
+      // needs the framework file whole.
+      knownFile->path = path;
+      knownFile->parser.reset();  // a later file of a kind replaces an earlier one
+      knownFile->top = nullptr;
+      auto lists = transport && knownFile == &known.framework ? kit::config::JSONParser::Whole
+                                                              : kit::config::JSONParser::Batched;
+      auto parser = std::make_unique<kit::config::JSONParser>(lists);
+      kit::config::Dictionary* dict = nullptr;
+      kit::config::Array* array = nullptr;
+      watch.start();
+      rc = parser->parseFile(path.c_str(), dict, array, 255);
+      watch.stop();
+      knownFile->parser = std::move(parser);
+      knownFile->top = dict;
+    } else {
+      // Nothing looks into other files: their syntax alone counts.
+      kit::config::JSONParser parser;
+      watch.start();
+      rc = parser.checkSyntax(path.c_str(), static_cast<uint32_t>(maxLineLength));
+      watch.stop();
+    }
     support::fileDone(rc == 0, watch.getElapsedTime(), tbx::ErrorStorage::reason());
     if (rc != 0) {
       errorFlag = true;

@@ -109,14 +109,8 @@ void singleSection(TransportConfig& service, const std::vector<ProcessNames>& pr
 
 }  // namespace
 
-int transportReport(const char* frameworkPath) {
-  kit::config::JSONParser parser;
-  kit::config::Dictionary* top = nullptr;
-  kit::config::Array* array = nullptr;
-  parser.parseFile(frameworkPath, top, array, 0);  // the driver saw this file parse
-
-  support::setFile(frameworkPath);  // its failures stand at process entries
-  TransportConfig::setFrameworkFile(frameworkPath);
+int transportReport(const kit::config::Dictionary* top) {
+  TransportConfig::setFramework(top);
   TransportConfig& service = TransportConfig::getInstance();
   service.init("");
 
@@ -136,6 +130,9 @@ int transportReport(const char* frameworkPath) {
   spawnSection(service, processes, result);
   support::transportLine("##### Single Transports #####");
   singleSection(service, processes);
+  // The document goes with the run; the service must not keep its values.
+  TransportConfig::setFramework(nullptr);
+  service.init("");
   return result;
 }
 

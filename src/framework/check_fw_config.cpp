@@ -4,8 +4,8 @@
 #include "framework/check_process.h"
 #include "framework/fw_state.h"
 #include "framework/node_index.h"
+#include "support/no_dictionary.h"
 #include "support/report.h"
-#include "support/reparse.h"
 
 namespace framework {
 
@@ -29,11 +29,9 @@ int checkNode(std::string_view name, const kit::config::Value& node) {
   return result;
 }
 
-int checkFWConfig(const char* path, bool verbose) {
+int checkFWConfig(const char* path, const kit::config::Dictionary* top, bool verbose) {
   Verbose = verbose;
-  kit::config::JSONParser parser;
-  const kit::config::Dictionary* top = support::reparse(parser, path, "checkFWConfig");
-  if (top == nullptr) return 1;
+  if (top == nullptr) return support::noDictionary(path, "checkFWConfig");
   for (const char* key : kProcessKeys) ProcessKeys.insert(key);
   kit::config::Dictionary nodes = top->get("nodes");
   kit::config::Array procs = top->get("procs");

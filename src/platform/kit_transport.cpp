@@ -11,7 +11,7 @@ using Record = TransportConfig::ConnectionEntryDescriptor;
 
 namespace {
 
-std::string s_frameworkFile;
+const kit::config::Dictionary* s_framework = nullptr;
 
 // The channels precomputed per process; any other is looked up per query.
 const char* const kChannels[2] = {"comm", "tracing"};
@@ -54,16 +54,20 @@ TransportConfig& TransportConfig::getInstance() {
   return *instance;
 }
 
-void TransportConfig::setFrameworkFile(const char* path) { s_frameworkFile = path != nullptr ? path : ""; }
+void TransportConfig::setFramework(const kit::config::Dictionary* top) { s_framework = top; }
 
 int TransportConfig::init(const char* config) {
-  std::string path = config != nullptr && *config != '\0' ? std::string(config) : s_frameworkFile;
   m_processes.clear();
   m_nodes = Value();
-  m_parser = std::make_unique<kit::config::JSONParser>(kit::config::JSONParser::Whole);  // sections are kept per process
-  kit::config::Dictionary* top = nullptr;
-  kit::config::Array* array = nullptr;
-  if (m_parser->parseFile(path.c_str(), top, array, 0) != 0) return -1;  // the parser left the reason
+  m_parser.reset();
+  const kit::config::Dictionary* top = s_framework;
+  if (config != nullptr && *config != '\0') {
+    m_parser = std::make_unique<kit::config::JSONParser>(kit::config::JSONParser::Whole);  // sections are kept per process
+    kit::config::Dictionary* parsed = nullptr;
+    kit::config::Array* array = nullptr;
+    if (m_parser->parseFile(config, parsed, array, 0) != 0) return -1;  // the parser left the reason
+    top = parsed;
+  }
   if (top == nullptr) return 0;  // no processes to ask about
 
   m_nodes = top->get("nodes");

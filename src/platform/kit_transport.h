@@ -28,14 +28,16 @@ class TransportConfig {
   // The process-wide service; it lives until the program ends.
   static TransportConfig& getInstance();
 
-  // The file that init("") reads. The real service finds the configuration of
-  // the running system by itself; this one has no system to look at, so the
-  // driver names the framework file of the run.
-  static void setFrameworkFile(const char* path);
+  // What init("") reads. The real service finds the configuration of the
+  // running system by itself; this one has no system to look at, so the driver
+  // hands it the framework file of the run, parsed whole (the service keeps
+  // values of every process) and alive until the last query. Null: no
+  // top-level object, so no process to ask about.
+  static void setFramework(const kit::config::Dictionary* top);
 
-  // Reads the framework file `config` names, or the one set above when it is
-  // empty, replacing what an earlier init read. Returns 0, or -1 with the
-  // reason in tbx::ErrorStorage.
+  // Reads the framework file `config` names, or the document set above when
+  // it is empty, replacing what an earlier init read. Returns 0, or -1 with
+  // the reason in tbx::ErrorStorage.
   int init(const char* config);
 
   // Connections process `process` on node `node` is spawned with on channel
@@ -69,7 +71,7 @@ class TransportConfig {
   int resolve(const Process& p, kit::config::Value own, kit::config::Value onNode, std::string_view key,
               ConnectionEntryDescriptor& out) const;
 
-  std::unique_ptr<kit::config::JSONParser> m_parser;
+  std::unique_ptr<kit::config::JSONParser> m_parser;  // of a file named to init
   kit::config::Value m_nodes;
   std::unordered_map<std::string, Process> m_processes;
 };

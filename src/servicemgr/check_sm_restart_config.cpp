@@ -5,8 +5,8 @@
 
 #include "commands/check_command_list.h"
 #include "framework/fw_state.h"
+#include "support/no_dictionary.h"
 #include "support/report.h"
-#include "support/reparse.h"
 
 namespace servicemgr {
 
@@ -62,10 +62,8 @@ int checkRestartPolicy(const Value& policy, std::string_view name) {
   return result;
 }
 
-int checkSMRestartconfig(const char* path) {
-  kit::config::JSONParser parser;
-  const kit::config::Dictionary* top = support::reparse(parser, path, "checkSMRestartconfig");
-  if (top == nullptr) return 1;
+int checkSMRestartconfig(const char* path, const kit::config::Dictionary* top) {
+  if (top == nullptr) return support::noDictionary(path, "checkSMRestartconfig");
   int result = 0;
   for (auto it = top->begin(), end = top->end(); it != end; ++it) {
     std::string_view key = it.key();

@@ -29,7 +29,9 @@ struct Finding {
   Severity severity = Severity::Error;
   std::string file;
   Location at;
-  std::string_view mark;  // what the text form writes before the message: "  ?  ", "?", "[checkFWConfig]: "
+  // What the text form writes before the message ("  ?  ", "?", "[checkFWConfig]: "); read
+  // only while the finding is reported.
+  std::string_view mark;
   std::string message;
   // Lines of their own in the text form, before and after the finding; the
   // other forms append them to the message.

@@ -6,8 +6,8 @@
 #include <string_view>
 
 #include "commands/check_command_list.h"
+#include "support/no_dictionary.h"
 #include "support/report.h"
-#include "support/reparse.h"
 #include "uvk/check_launcher_config.h"
 
 namespace uvk {
@@ -141,10 +141,8 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
 
 }  // namespace
 
-int checkUVKStartup(const char* path) {
-  kit::config::JSONParser parser;
-  const kit::config::Dictionary* top = support::reparse(parser, path, "checkUVKStartup");
-  if (top == nullptr) return 1;
+int checkUVKStartup(const char* path, const kit::config::Dictionary* top) {
+  if (top == nullptr) return support::noDictionary(path, "checkUVKStartup");
   std::array<bool, std::size(kTopEntries)> seen{};
   int result = 0;
   for (auto it = top->begin(); it != top->end(); ++it) {

@@ -45,10 +45,15 @@ const char* const kFramework = R"({
 struct Service {
   ScratchDir dir;
   TransportConfig& config = TransportConfig::getInstance();
+  kit::config::JSONParser parser{kit::config::JSONParser::Whole};
   explicit Service(const char* text = kFramework) {
-    TransportConfig::setFrameworkFile(dir.write("framework.json", text).c_str());
+    kit::config::Dictionary* top = nullptr;
+    kit::config::Array* array = nullptr;
+    EXPECT_EQ(parser.parseFile(dir.write("framework.json", text).c_str(), top, array, 0), 0);
+    TransportConfig::setFramework(top);
     EXPECT_EQ(config.init(""), 0);
   }
+  ~Service() { TransportConfig::setFramework(nullptr); }
 
   std::string spawn(const std::string& node, const std::string& name, const std::string& channel = "comm") {
     std::vector<Record> out;
