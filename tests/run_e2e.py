@@ -24,38 +24,48 @@ SKIPPED = 77
 TIME = re.compile(rb"time=\d+\[ms\]")
 
 
-def main():
-    binary, case = sys.argv[1], sys.argv[2]
+def read_args(case):
     with open(os.path.join(case, "args"), "rb") as f:
         args = [a.decode() for a in f.read().split(b"\n")]
     if args and args[-1] == "":
         args.pop()
+    return args
+
+
+def prepare(case, scratch):
+    """Copies the inputs of `case` into `scratch` and runs its setup; returns
+    the folder to run in and the address-space limit (None, or SKIPPED)."""
+    work = os.path.join(scratch, "case")
+    shutil.copytree(case, work, symlinks=True,
+                    ignore=lambda d, names: [n for n in names if d == case and n in EXPECTED])
+    setup = os.path.join(case, "setup")
+    if os.path.exists(setup):
+        subprocess.run(["sh", setup], cwd=work, check=True)
+    limit = None
+    if os.path.exists(os.path.join(case, "limit_as_mb")):
+        if os.environ.get("CFGCHECK_SANITIZED") == "1":
+            return work, SKIPPED
+        limit = int(open(os.path.join(case, "limit_as_mb")).read()) << 20
+    return work, limit
+
+
+def run(binary, args, work, limit):
+    def apply_limit():
+        if limit:
+            import resource
+            resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
+
+    return subprocess.run([binary] + args, cwd=work, capture_output=True, timeout=600, preexec_fn=apply_limit)
+
+
+def main():
+    binary, case = sys.argv[1], sys.argv[2]
+    args = read_args(case)
     with tempfile.TemporaryDirectory() as scratch:
-        work = os.path.join(scratch, "case")
-        shutil.copytree(case, work, symlinks=True,
-                        ignore=lambda d, names: [n for n in names if d == case and n in EXPECTED])
-        setup = os.path.join(case, "setup")
-        if os.path.exists(setup):
-            subprocess.run(["sh", setup], cwd=work, check=True)
-        limit = None
-        if os.path.exists(os.path.join(case, "limit_as_mb")):
-            if os.environ.get("CFGCHECK_SANITIZED") == "1":
-                return SKIPPED
-            limit = int(open(os.path.join(case, "limit_as_mb")).read()) << 20
-
-        def apply_limit():
-            if limit:
-                import resource
-                resource.setrlimit(resource.RLIMIT_AS, (limit, limit))
-
-        timeout_file = os.path.join(case, "timeout")
-        timeout = int(open(timeout_file).read()) if os.path.exists(timeout_file) else 600
-        try:
-            proc = subprocess.run([binary] + args, cwd=work, capture_output=True, timeout=timeout,
-                                  preexec_fn=apply_limit)
-        except subprocess.TimeoutExpired:
-            sys.stdout.write(f"--- no end after {timeout} s\n")
-            return 1
+        work, limit = prepare(case, scratch)
+        if limit == SKIPPED:
+            return SKIPPED
+        proc = run(binary, args, work, limit)
     out = TIME.sub(b"time=N[ms]", proc.stdout)
     err = TIME.sub(b"time=N[ms]", proc.stderr)
     status = str(proc.returncode).encode() + b"\n"

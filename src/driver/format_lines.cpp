@@ -101,7 +101,8 @@ void writeGnu(const support::Finding& f) {
 
 void writeGithub(const support::Finding& f) {
   githubCommand(f.severity == support::Severity::Error ? "error" : "notice", f.file, f.at, f.rule, fullMessage(f));
-  for (const support::Related& r : f.related) githubCommand("notice", r.file, r.at, f.rule, r.message);
+  // A related place has no title: only findings do.
+  for (const support::Related& r : f.related) githubCommand("notice", r.file, r.at, "", r.message);
 }
 
 }  // namespace driver

@@ -55,11 +55,13 @@ const KnownName kKnownNames[] = {
 
 // The format is known before the first file or directory is read, wherever
 // it stands on the line; a wrong value is reported where it stands.
-support::Format formatOf(int argc, const char* const* argv) {
+// `arguments` counts the others: a line too short stays one whatever the format.
+support::Format formatOf(int argc, const char* const* argv, int& arguments) {
   support::Format format = support::Format::Text;
+  arguments = argc - 1;
   for (int i = 1; i + 1 < argc; ++i) {
     std::string_view arg = argv[i];
-    if (arg == "--format") support::parseFormat(argv[i + 1], format);
+    if (arg == "--format" && support::parseFormat(argv[i + 1], format)) arguments -= 2;
     if (arg == "--format" || arg == "--file" || arg == "--dir" || arg == "--maxlinelength") ++i;
   }
   return format;
@@ -79,7 +81,9 @@ int run(int argc, const char* const* argv) {
   Verbose = false;
   support::resetReport();
   kit::config::setPositionsWanted(false);
-  if (argc < 3) {
+  int arguments = 0;
+  const support::Format format = formatOf(argc, argv, arguments);
+  if (arguments < 2) {
     printUsage();
     return -1;
   }
@@ -90,7 +94,6 @@ int run(int argc, const char* const* argv) {
   bool errorFlag = false;
   bool checkResult = false;
   KnownFiles known;
-  const support::Format format = formatOf(argc, argv);
   support::setFormat(format);
   // Only the formats that show positions pay for them.
   kit::config::setPositionsWanted(format != support::Format::Text);

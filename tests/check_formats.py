@@ -1,0 +1,205 @@
+#!/usr/bin/env python3
+"""Runs every end-to-end case and example in every --format and checks that
+the formats agree: the same findings (rule, severity, message, place) in the
+same order, the exit status of the text run, output that is well formed (JSON
+and SARIF valid against their schemas, JUnit XML whose counts add up, GitHub
+commands only) and holds no control character from the files, and every
+position inside its file. A wrong command line stays as it is in text.
+
+    check_formats.py CFGCHECK REPO_ROOT SARIF_SCHEMA
+
+Needs Debian's python3-jsonschema (run with /usr/bin/python3).
+"""
+import glob
+import json
+import os
+import re
+import sys
+import tempfile
+import urllib.parse
+import xml.etree.ElementTree as ET
+
+try:
+    import jsonschema
+except ImportError:
+    print("python3-jsonschema is not installed")
+    sys.exit(77)
+
+sys.dont_write_bytecode = True  # keep the source tree clean
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import run_e2e  # noqa: E402
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "docs"))
+import rules_doc  # noqa: E402
+
+FORMATS = ("gnu", "json", "sarif", "github", "junit")
+GNU = re.compile(r"^(.*?)(?::(\d+):(\d+))?: (error|note): (.*?)(?: \[([A-Z]\d+)\])?$")
+GITHUB = re.compile(r"^::(error|notice) file=([^,:]*)(?:,line=(\d+),col=(\d+))?(?:,title=([^,:]*))?::(.*)$")
+# C0 controls but the line feed, DEL, and C1 controls as UTF-8.
+CONTROL = re.compile(rb"[\x00-\x09\x0b-\x1f\x7f]|\xc2[\x80-\x9f]")
+SEVERITY = {"error": "error", "note": "info", "notice": "info", "info": "info"}
+
+
+def visible(text):
+    """What the line formats make of a message (see driver/format_lines.cpp)."""
+    out = []
+    for ch in text:
+        o = ord(ch)
+        if o < 0x20 or o == 0x7F:
+            out.append("\\x%02x" % o)
+        elif 0x80 <= o <= 0x9F:
+            out.append("\\u%04x" % o)
+        else:
+            out.append(ch)
+    return "".join(out)
+
+
+def from_json(doc):
+    return [(f["rule"], f["severity"], visible(f["message"]), f["line"] or 0, f["column"] or 0)
+            for f in doc["findings"]]
+
+
+def from_sarif(doc):
+    out = []
+    for r in doc["runs"][0]["results"]:
+        region = r["locations"][0]["physicalLocation"].get("region", {})
+        out.append((r["ruleId"], "error" if r["level"] == "error" else "info", visible(r["message"]["text"]),
+                    region.get("startLine", 0), region.get("startColumn", 0)))
+    return out
+
+
+def from_gnu(text):
+    out = []
+    for line in text.splitlines()[:-1]:
+        m = GNU.match(line)
+        assert m, f"not a gnu line: {line!r}"
+        if m.group(6):  # related places carry no rule
+            out.append((m.group(6), SEVERITY[m.group(4)], m.group(5), int(m.group(2) or 0), int(m.group(3) or 0)))
+    return out
+
+
+def from_github(text):
+    out = []
+    for line in text.splitlines()[:-1]:
+        m = GITHUB.match(line)
+        assert m, f"not a workflow command: {line!r}"
+        if m.group(5):
+            out.append((m.group(5), SEVERITY[m.group(1)], urllib.parse.unquote(m.group(6)), int(m.group(3) or 0),
+                        int(m.group(4) or 0)))
+    return out
+
+
+def from_junit(text):
+    root = ET.fromstring(text)
+    assert root.tag == "testsuites"
+    out, tests, failures = [], 0, 0
+    for suite in root:
+        cases = suite.findall("testcase")
+        failed = [c for c in cases if c.find("failure") is not None]
+        assert int(suite.get("tests")) == len(cases) and int(suite.get("failures")) == len(failed), suite.get("name")
+        tests, failures = tests + len(cases), failures + len(failed)
+        for c in failed:
+            f = c.find("failure")
+            # the text is "<path>[:line:column]: <message> [<rule>]"
+            place = f.text[:len(f.text) - len(f.get("message")) - len(f.get("type")) - 5]
+            m = re.search(r":(\d+):(\d+)$", place)
+            line, col = (int(m.group(1)), int(m.group(2))) if m else (0, 0)
+            out.append((f.get("type"), "error", f.get("message"), line, col))
+    assert int(root.get("tests")) == tests and int(root.get("failures")) == failures
+    return out
+
+
+def inside(work, finding, path):
+    """A position must stand on a character of its file (or just past a line's end)."""
+    _, _, _, line, col = finding
+    if line == 0:
+        return True
+    with open(os.path.join(work, path), "rb") as f:
+        lines = f.read().split(b"\n")
+    return line <= len(lines) and 1 <= col <= len(lines[line - 1].decode("utf-8", "replace")) + 1
+
+
+def check_run(binary, args, case, work, limit, want_status, schemas):
+    problems, found, fresh = [], {}, []
+    for fmt in FORMATS:
+        if os.path.exists(os.path.join(work, "pipe.json")):
+            # a pipe gives its text once: every run gets a fresh copy
+            fresh.append(tempfile.TemporaryDirectory())
+            work, limit = run_e2e.prepare(case, fresh[-1].name)
+        proc = run_e2e.run(binary, ["--format", fmt] + args, work, limit)
+        if proc.returncode != want_status:
+            problems.append(f"{fmt}: exit status {proc.returncode}, text gives {want_status}")
+            continue
+        if CONTROL.search(proc.stdout):
+            problems.append(f"{fmt}: a control character reaches the output")
+        text = proc.stdout.decode("utf-8", "replace")
+        try:
+            if fmt in ("json", "sarif"):
+                doc = json.loads(text)
+                schemas[fmt].validate(doc)
+                found[fmt] = from_json(doc) if fmt == "json" else from_sarif(doc)
+                if fmt == "json":
+                    bad = [f for f, d in zip(found[fmt], doc["findings"]) if not inside(work, f, d["file"])]
+                    if bad:
+                        problems.append(f"positions outside their file: {bad[:3]}")
+            else:
+                found[fmt] = {"gnu": from_gnu, "github": from_github, "junit": from_junit}[fmt](text)
+        except (AssertionError, ValueError, ET.ParseError, jsonschema.ValidationError) as e:
+            problems.append(f"{fmt}: {str(e)[:300]}")
+    if "json" in found:
+        errors = [f for f in found["json"] if f[1] == "error"]
+        for fmt, got in found.items():
+            want = found["json"]
+            if fmt == "junit":  # a suite per file, errors only
+                want, got = sorted(errors), sorted(got)
+            if got != want:
+                diff = next(((a, b) for a, b in zip(want, got) if a != b), (len(want), len(got)))
+                problems.append(f"{fmt} differs from json: {diff}")
+    return problems
+
+
+def main():
+    binary, root, sarif_schema = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), sys.argv[3]
+    report_schema = json.load(open(os.path.join(root, "schemas", "cfgcheck-report.schema.json")))
+    schemas = {"json": jsonschema.Draft202012Validator(report_schema),
+               "sarif": jsonschema.Draft7Validator(json.load(open(sarif_schema)))}
+    cases = sorted(glob.glob(os.path.join(root, "tests", "e2e", "*")))
+    runs = [(c, run_e2e.read_args(c)) for c in cases]
+    runs += [(os.path.join(root, "examples", e), ["--dir", ".", "--verbose", "--transport"]) for e in ("sound", "broken")]
+    # Every wrong snippet of docs/rules.md: together a system with every rule broken.
+    companions, rules, _ = rules_doc.parse(os.path.join(root, "docs", "rules.md"))
+    snippets = tempfile.TemporaryDirectory()
+    for r in (x for x in rules if x.wrong):
+        folder = os.path.join(snippets.name, r.title.split()[0])
+        os.mkdir(folder)
+        files = rules_doc.files_for(companions, r.wrong)
+        for name, text in files.items():
+            with open(os.path.join(folder, name), "w", encoding="utf-8") as f:
+                f.write(text)
+        args = r.args + [a for name in rules_doc.KNOWN if name in files for a in ("--file", name)]
+        runs.append((folder, args))
+    failed = 0
+    for case, args in runs:
+        with tempfile.TemporaryDirectory() as scratch:
+            work, limit = run_e2e.prepare(case, scratch)
+            if limit == run_e2e.SKIPPED:
+                continue
+            text = run_e2e.run(binary, args, work, limit)
+            if text.returncode == 255:
+                # A wrong command line is reported as in text, whatever the format.
+                problems = [] if not args else [
+                    f"{fmt}: {p.returncode} {p.stdout[:80]!r}" for fmt in FORMATS
+                    for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]
+                    if p.returncode != 255 or p.stdout != text.stdout]
+            else:
+                problems = check_run(binary, args, case, work, limit, text.returncode, schemas)
+        if problems:
+            failed += 1
+            print(f"FAILED {os.path.basename(case)}")
+            print("\n".join("  " + p for p in problems))
+    print(f"{len(runs) - failed} passed, {failed} failed")
+    return 1 if failed else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main())
