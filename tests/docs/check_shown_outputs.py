@@ -11,16 +11,16 @@ import sys
 TIME = re.compile(r"time=\d+\[ms\]")
 
 
-def readme_runs(text):
+def shown_runs(text, indent, ends, clean):
     lines = text.split("\n")
     for i, line in enumerate(lines):
-        if line.startswith("    $ "):
+        if line.startswith(indent + "$ "):
             out = []
             for more in lines[i + 1:]:
-                if not more.startswith("    ") or more.startswith("    $ "):
+                if ends(more):
                     break
-                out.append(more[4:])
-            yield line[6:], out
+                out.append(clean(more[len(indent):]))
+            yield clean(line[len(indent) + 2:]), out
 
 
 def roff(line):
@@ -30,16 +30,11 @@ def roff(line):
     return line
 
 
-def manpage_runs(text):
-    lines = text.split("\n")
-    for i, line in enumerate(lines):
-        if line.startswith("$ "):
-            out = []
-            for more in lines[i + 1:]:
-                if more.startswith("."):
-                    break
-                out.append(roff(more))
-            yield roff(line[2:]), out
+# README: indented blocks; manual page: the lines up to the next request
+SOURCES = (
+    ("README.md", "    ", lambda line: not line.startswith("    ") or line.startswith("    $ "), lambda line: line),
+    ("docs/cfgcheck.1", "", lambda line: line.startswith("."), roff),
+)
 
 
 def matches(shown, printed):
@@ -51,9 +46,9 @@ def main():
     binary, root = os.path.abspath(sys.argv[1]), sys.argv[2]
     env = dict(os.environ, PATH=os.path.dirname(binary) + os.pathsep + os.environ["PATH"])
     runs = []
-    for name, finder in (("README.md", readme_runs), ("docs/cfgcheck.1", manpage_runs)):
+    for name, indent, ends, clean in SOURCES:
         with open(os.path.join(root, name), encoding="utf-8") as f:
-            runs += [(name, command, shown) for command, shown in finder(f.read())]
+            runs += [(name, command, shown) for command, shown in shown_runs(f.read(), indent, ends, clean)]
     failed = 0
     for name, command, shown in runs:
         proc = subprocess.run(["bash", "-c", command], cwd=root, env=env, stdout=subprocess.PIPE,
