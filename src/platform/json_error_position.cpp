@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <string_view>
@@ -51,11 +52,21 @@ struct Sax {
   std::size_t errorPos = 0;         // where parse_error places the fault
   std::string errorText;
 
-  bool null() { return true; }
-  bool boolean(bool) { return true; }
-  bool number_integer(json::number_integer_t) { return true; }
-  bool number_unsigned(json::number_unsigned_t) { return true; }
+  // simdjson takes any value inside the deepest level for too deep, not only
+  // a bracket; such a fault is placed at the bracket the value stands in.
+  std::size_t deepBracket = SIZE_MAX;
+  bool scalar() {
+    if (opened.size() < maxDepth) return true;
+    problem = "nesting deeper than " + std::to_string(maxDepth) + " levels";
+    deepBracket = opened.back();
+    return false;
+  }
+  bool null() { return scalar(); }
+  bool boolean(bool) { return scalar(); }
+  bool number_integer(json::number_integer_t) { return scalar(); }
+  bool number_unsigned(json::number_unsigned_t) { return scalar(); }
   bool number_float(json::number_float_t value, const json::string_t& literal) {
+    if (!scalar()) return false;
     if (literal.find_first_of(".eE") == std::string::npos) {
       problem = "integer too large for 64 bits";
     } else if (!std::isfinite(value)) {
@@ -66,9 +77,9 @@ struct Sax {
     token = literal;
     return false;
   }
-  bool string(json::string_t&) { return true; }
+  bool string(json::string_t&) { return scalar(); }
   bool binary(json::binary_t&) { return true; }
-  bool key(json::string_t&) { return true; }
+  bool key(json::string_t&) { return scalar(); }
   bool start_object(std::size_t) { return enter(); }
   bool end_object() { return leave(); }
   bool start_array(std::size_t) { return enter(); }
@@ -435,7 +446,8 @@ Fault locate(const char* text, std::size_t len, std::size_t maxDepth, bool cut) 
     fault.what = sax.problem + ": " + printable(sax.token, 40);
     return fault;
   }
-  if (fault.offset > 0) --fault.offset;  // the bracket that went too deep
+  if (sax.deepBracket != SIZE_MAX) fault.offset = sax.deepBracket;
+  else if (fault.offset > 0) --fault.offset;  // the bracket that went too deep
   fault.what = sax.problem;
   return fault;
 }

@@ -156,7 +156,7 @@ TEST(Parser, ReasonsNameThePlace) {
   EXPECT_EQ(Parsed(std::string(1024, '[') + std::string(1024, ']')).rc, 0);
   std::string objects;  // a value inside the 1024th level is one too deep
   for (int i = 0; i < 1024; ++i) objects += "{\"a\":";
-  EXPECT_EQ(Parsed(objects + "1" + std::string(1024, '}')).rc, 1);
+  EXPECT_EQ(Parsed(objects + "1" + std::string(1024, '}')).reason, "line 1, column 5116: nesting deeper than 1024 levels");
   EXPECT_NE(Parsed("[\"\xff\"]").reason.find("line 1, column "), std::string::npos);
   EXPECT_NE(Parsed("").reason.find("line 1, column 1: "), std::string::npos);
 }
