@@ -36,7 +36,7 @@ void* allocateOrReport(std::size_t bytes) {
 void release(void* p) noexcept { std::free(p); }
 
 void* allocateTable(std::size_t count, std::size_t slotBytes) {
-  const std::size_t bytes = count * slotBytes;
+  const std::size_t bytes = count * slotBytes + 64;
   void* p = allocateOrReport(bytes);
   platform::adviseHugePages(p, bytes);
   return std::memset(p, 0, bytes);

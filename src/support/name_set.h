@@ -59,8 +59,12 @@ inline std::string_view asCString(std::string_view key) {
   return nul == nullptr ? key : key.substr(0, static_cast<const char*>(nul) - key.data());
 }
 
-// An all-zero table of `count` slots from allocateOrReport.
+// An all-zero block from allocateOrReport with room for `count` slots after
+// its first cache-line boundary, so that no slot straddles two lines.
 void* allocateTable(std::size_t count, std::size_t slotBytes);
+inline void* cacheLineAligned(void* block) {
+  return reinterpret_cast<void*>((reinterpret_cast<std::uintptr_t>(block) + 63) & ~std::uintptr_t(63));
+}
 
 // Open addressing with linear probing over a power-of-two table kept at most
 // three quarters full. Names arrive in any order, and a lookup then costs the
@@ -93,7 +97,8 @@ class SlotTable {
     ++m_size;
   }
   void release() noexcept {
-    support::release(m_slots);
+    support::release(m_block);
+    m_block = nullptr;
     m_slots = nullptr;
     m_mask = 0;
     m_size = 0;
@@ -102,17 +107,20 @@ class SlotTable {
  private:
   void grow() {
     const std::size_t count = m_slots == nullptr ? 16 : (std::size_t(m_mask) + 1) * 2;
+    void* oldBlock = m_block;
     Slot* old = m_slots;
     const std::size_t oldCount = old == nullptr ? 0 : std::size_t(m_mask) + 1;
-    m_slots = static_cast<Slot*>(allocateTable(count, sizeof(Slot)));
+    m_block = allocateTable(count, sizeof(Slot));
+    m_slots = static_cast<Slot*>(cacheLineAligned(m_block));
     m_mask = static_cast<uint32_t>(count - 1);
     for (std::size_t i = 0; i < oldCount; ++i) {
       if (old[i].empty()) continue;
       *probe(old[i].hash(), [](const Slot&) { return false; }) = old[i];
     }
-    support::release(old);
+    support::release(oldBlock);
   }
 
+  void* m_block = nullptr;
   Slot* m_slots = nullptr;
   uint32_t m_mask = 0;
   uint32_t m_size = 0;
@@ -127,13 +135,15 @@ class NameSet {
     m_table.reserveOne();
     Slot* slot = m_table.probe(hash, Same{key, hash});
     if (!slot->empty()) return false;
-    const char* copy = "";  // a slot with a null key is empty
-    if (!key.empty()) {
-      char* bytes = static_cast<char*>(m_keys.allocate(key.size(), 1));
-      std::memcpy(bytes, key.data(), key.size());
-      copy = bytes;
+    Slot value{hash, static_cast<uint32_t>(key.size()) + 1, {}};
+    if (key.size() <= kInline) {
+      std::memcpy(value.bytes, key.data(), key.size());
+    } else {
+      char* copy = static_cast<char*>(m_keys.allocate(key.size(), 1));
+      std::memcpy(copy, key.data(), key.size());
+      std::memcpy(value.bytes, &copy, sizeof copy);
     }
-    m_table.fill(slot, Slot{hash, static_cast<uint32_t>(key.size()), copy});
+    m_table.fill(slot, value);
     return true;
   }
   bool contains(std::string_view key) const {
@@ -149,18 +159,27 @@ class NameSet {
   }
 
  private:
+  // Most names fit the slot itself, so a hit reads one cache line.
+  static constexpr std::size_t kInline = 24;
   struct Slot {
     uint32_t hashBits;
-    uint32_t size;
-    const char* key;
-    bool empty() const { return key == nullptr; }
+    uint32_t sizePlusOne;  // 0: empty
+    char bytes[kInline];   // the key, or a pointer to its copy when longer
+    bool empty() const { return sizePlusOne == 0; }
     uint32_t hash() const { return hashBits; }
+    const char* key() const {
+      if (sizePlusOne - 1 <= kInline) return bytes;
+      const char* copy;
+      std::memcpy(&copy, bytes, sizeof copy);
+      return copy;
+    }
   };
   struct Same {
     std::string_view key;
     uint32_t hash;
     bool operator()(const Slot& slot) const {
-      return slot.hashBits == hash && slot.size == key.size() && std::memcmp(slot.key, key.data(), key.size()) == 0;
+      return slot.hashBits == hash && slot.sizePlusOne == key.size() + 1 &&
+             std::memcmp(slot.key(), key.data(), key.size()) == 0;
     }
   };
   static uint32_t hashOf(std::string_view key) {
