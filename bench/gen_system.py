@@ -8,14 +8,21 @@
                                     (10**6 bytes), sound on its own
   gen_system.py --many COUNT OUTDIR COUNT small JSON files
 
-Options: --nodes K (default 32) spreads the processes over K nodes.
-Output is deterministic. Lines stay short (the known files are parsed with a
-line limit of 255); the generator fails if one does not.
+A system is realistic by default: names of 4 to 24 characters made of words,
+ids and ports drawn at random, declarations and command lists in random order,
+one to three comm targets per process over 128 nodes. --sorted writes the
+older layout instead: counter names, ids and ports in declaration order,
+command lists in that order too, two or three targets over 32 nodes.
+
+Options: --nodes K spreads the processes over K nodes; --seed S.
+Output is deterministic for a seed. Lines stay short (the known files are
+parsed with a line limit of 255); the generator fails if one does not.
 """
 
 import argparse
 import json
 import os
+import random
 import sys
 
 MAX_LINE = 255
@@ -108,13 +115,119 @@ class Writer:
 
 # ---- the system ----
 
-def node_name(k):
-    return "node%02d" % k
+class Proc:
+    """One ordinary process: what its entry says and what the other files need."""
+
+    __slots__ = ("name", "id", "port", "own", "targets", "resman", "form", "apps", "bundle", "level")
+
+    def __init__(self):
+        self.apps = []  # application names it declares (bundle names are declared too, not listed)
+        self.bundle = None
 
 
-def node_entry(k):
-    own = node_name(k)
-    address = "10.1.%d.1" % k
+class Sorted:
+    """Counter names and numbers in declaration order: name, id and port grow together."""
+
+    def __init__(self, nodes):
+        self.nodes = ["node%02d" % k for k in range(nodes)]
+
+    def shuffled(self, items):
+        return items
+
+    def domain_name(self, d):
+        return "domain%05d" % d
+
+    def proc(self, i):
+        p = Proc()
+        nodes = len(self.nodes)
+        p.name, p.id, p.port, p.level = "p%06d" % i, i + 1, 20000 + i, i % 20
+        p.own = i % nodes
+        p.targets = [p.own, (p.own + 1) % nodes] + ([(p.own + 7) % nodes] if i % 3 == 1 else [])
+        p.resman = i % 3 == 0
+        form = i % 8
+        if form in (0, 1, 4, 5):
+            p.apps = ["a%06d" % i]
+        elif form in (2, 6):
+            p.bundle = "b%06d" % i
+            p.apps = ["a%06dx" % i, "a%06dy" % i]
+        p.form = "single" if form in (0, 1, 4, 5) else "bundle" if form in (2, 6) else \
+            "external" if form == 3 else None
+        return p
+
+
+WORDS = """audio video nav route map tile cache gps radio tuner media player phone call sms contact
+voice speech tts asr hmi display cluster head unit seat climate fan heat door window mirror light
+lamp sensor radar lidar camera park assist lane keep brake steer drive power battery charge grid
+diag log trace dump update ota flash boot watch dog health monitor guard policy auth cert key vault
+crypto net wifi blue tooth usb can bus gate way proxy broker router link sync time clock alarm event
+queue store db index search input touch knob shell mgr service agent daemon worker host client server
+front rear left right main aux backup local remote user admin core base ext app rt io dsp gpu
+ui ux shared common vehicle state mode energy thermal ecu body chassis safety""".split()
+
+
+class Realistic:
+    """Names made of words, numbers drawn at random, everything in random order."""
+
+    def __init__(self, nodes, seed):
+        self.rng = random.Random(seed)
+        self.taken = set()
+        self.ids = set()
+        self.ports = set()
+        self.nodes = [self.name() for _ in range(nodes)]
+
+    def shuffled(self, items):
+        items = list(items)
+        self.rng.shuffle(items)
+        return items
+
+    def name(self):
+        """A fresh name of 4 to 24 characters: one to three words, sometimes a number."""
+        rng = self.rng
+        while True:
+            words = rng.sample(WORDS, rng.choice((1, 2, 2, 3, 3, 3)))
+            sep = rng.choice(("_", "-", ""))
+            if sep == "":
+                words = [words[0]] + [w.capitalize() for w in words[1:]]
+            text = sep.join(words)
+            if rng.random() < 0.3:
+                text += str(rng.randrange(1, 100))
+            if 4 <= len(text) <= 24 and text not in self.taken:
+                self.taken.add(text)
+                return text
+
+    def draw(self, used, low, high):
+        while True:
+            value = self.rng.randrange(low, high)
+            if value not in used:
+                used.add(value)
+                return value
+
+    def domain_name(self, d):
+        return self.name()
+
+    def proc(self, i):
+        rng = self.rng
+        p = Proc()
+        nodes = len(self.nodes)
+        p.name = self.name()
+        p.id = self.draw(self.ids, 1, 10**7)
+        p.port = self.draw(self.ports, 1024, 10**6)  # unique, so every connection string is too
+        p.level = rng.randrange(20)
+        p.own = rng.randrange(nodes)
+        p.targets = rng.sample(range(nodes), min(nodes, rng.randint(1, 3)))
+        p.resman = p.own in p.targets and rng.random() < 1 / 3
+        p.form = rng.choice(("single", "single", "single", "single", "bundle", "bundle", "external", None))
+        if p.form == "single":
+            p.apps = [self.name()]
+        elif p.form == "bundle":
+            p.bundle = self.name()
+            p.apps = [self.name() for _ in range(rng.randint(1, 3))]
+        return p
+
+
+def node_entry(style, k):
+    own = style.nodes[k]
+    address = "10.%d.%d.1" % (1 + k // 250, k % 250)
     return {
         "transport": {
             "comm": {
@@ -128,76 +241,59 @@ def node_entry(k):
     }
 
 
-class Proc:
-    """What the other files need to know about one ordinary process."""
-
-    __slots__ = ("index", "name", "apps")
-
-    def __init__(self, index):
-        self.index = index
-        self.name = "p%06d" % index
-        self.apps = []  # application names it declares (bundle names are declared too, not listed)
-
-
-def proc_entry(p, nodes):
-    i = p.index
-    own = i % nodes
-    port = 20000 + i  # unique per process, so every connection string is too
+def proc_entry(style, p):
     comm = {}
-    comm[node_name(own)] = ({"resman": {"path": "/" + p.name}} if i % 3 == 0
-                            else {"tcpip": {"port": port}})
-    comm[node_name((own + 1) % nodes)] = {"tcpip": {"port": port}}
-    if i % 3 == 1:
-        comm[node_name((own + 7) % nodes)] = {"tcpip": {"port": port}}
+    for t in p.targets:
+        comm[style.nodes[t]] = ({"resman": {"path": "/" + p.name}} if p.resman and t == p.own
+                                else {"tcpip": {"port": p.port}})
     entry = {
         "name": p.name,
         "exec": "bin/" + p.name,
-        "priority": 10 + i % 20,
-        "id": i + 1,
-        "node": node_name(own),
-        "environment": {"LOG_LEVEL": str(i % 4), "HOME": "/var/run/" + p.name},
+        "priority": 10 + p.level,
+        "id": p.id,
+        "node": style.nodes[p.own],
+        "environment": {"LOG_LEVEL": str(p.level % 4), "HOME": "/var/run/" + p.name},
         "transport": {"comm": comm},
     }
-    form = i % 8
-    if form in (0, 1, 4, 5):
-        p.apps = ["a%06d" % i]
+    if p.form == "single":
         entry["servicemgr"] = {"singleapp": True, "name": p.apps[0]}
-    elif form in (2, 6):
-        bundle = "b%06d" % i
-        apps = ["a%06dx" % i, "a%06dy" % i]
-        p.apps = apps
-        entry["servicemgr"] = {"bundles": [{"name": bundle, "lib": "lib%s.so" % bundle, "apps": apps}]}
-    elif form == 3:
+    elif p.form == "bundle":
+        entry["servicemgr"] = {"bundles": [{"name": p.bundle, "lib": "lib%s.so" % p.bundle, "apps": p.apps}]}
+    elif p.form == "external":
         entry["servicemgr"] = {"external": True}
-    # form 7: not service-managed
     return entry
 
 
-def traceserver_entry(nodes):
+def traceserver_entry(style):
     tracing = {"*": {"serializer": "trace"}}
-    for k in range(nodes):
-        tracing[node_name(k)] = {"serializer": "trace"}
+    for node in style.shuffled(style.nodes):
+        tracing[node] = {"serializer": "trace"}
     return {"name": "traceserver", "exec": "bin/traceserver", "priority": 5,
-            "node": node_name(0), "transport": {"tracing": tracing}}
+            "node": style.nodes[0], "transport": {"tracing": tracing}}
 
 
-def write_framework(path, count, nodes, stop_at_bytes=None):
+def write_framework(path, style, count, stop_at_bytes=None):
     """Writes `count` processes (the trace server is one of them), or as many
     as reach `stop_at_bytes`. Returns the ordinary processes."""
     w = Writer(path)
     w.open_object("nodes")
-    for k in range(nodes):
-        w.item(node_entry(k), key=node_name(k))
+    for k in style.shuffled(range(len(style.nodes))):
+        w.item(node_entry(style, k), key=style.nodes[k])
     w.close("}")
     w.open_array("procs")
-    w.item(traceserver_entry(nodes))
+    # the sorted layout declares the trace server first
+    trace_at = 0 if stop_at_bytes is not None or isinstance(style, Sorted) else style.rng.randrange(count)
     procs = []
     i = 0
     while (len(procs) + 1 < count) if stop_at_bytes is None else (w.bytes < stop_at_bytes):
-        p = Proc(i)
-        w.item(proc_entry(p, nodes))
+        if i == trace_at:
+            w.item(traceserver_entry(style))
+        p = style.proc(i)
+        w.item(proc_entry(style, p))
         procs.append(p)
         i += 1
+    if trace_at >= i:
+        w.item(traceserver_entry(style))
     w.close("]")
     w.finish()
     return procs
@@ -207,18 +303,18 @@ def app_list(procs):
     return [a for p in procs for a in p.apps]
 
 
-def write_servicemgr(path, procs):
+def write_servicemgr(path, style, procs):
     apps = app_list(procs)
     w = Writer(path)
     w.open_array("startup")
     w.item({"cmd": "set_sys_runmode", "sysrunmode": "RM_NORMAL", "timeout": 1000, "blocking": True})
     w.item({"cmd": "set_system_persistence", "ps_access": "PS_ACC_READ_WRITE", "timeout": 500})
     w.item({"cmd": "restore_persistence", "timeout": 500})
-    for n, p in enumerate(procs):
+    for n, p in enumerate(style.shuffled(procs)):
         w.item({"cmd": "procstart", "app": p.name, "params": "-n " + p.name, "timeout": 2000, "blocking": n % 2 == 0})
         if n % 1000 == 999:
             w.item({"cmd": "sleep", "timeout": 10})
-    for n, a in enumerate(apps):
+    for n, a in enumerate(style.shuffled(apps)):
         w.item({"cmd": "init", "app": a, "apprunmode": 1, "ps_access": "PS_ACC_READ", "timeout": 1000})
         w.item({"cmd": "run", "app": a, "timeout": 1000, "blocking": False})
         if n % 100 == 0:
@@ -234,12 +330,12 @@ def write_servicemgr(path, procs):
     w.open_array("shutdown")
     if apps:
         w.item({"cmd": "trigger_systemevent", "app": apps[0], "event": "lowmem"})
-    for n, a in enumerate(apps):
+    for n, a in enumerate(style.shuffled(apps)):
         w.item({"cmd": "stop", "app": a, "timeout": 1000})
         if n % 100 == 0:
             w.item({"cmd": "ps_flush", "app": a, "ps_access": "PS_ACC_NONE", "timeout": 500, "blocking": True})
             w.item({"cmd": "wait_stopped", "app": a, "timeout": 1000})
-    for n, p in enumerate(procs):
+    for n, p in enumerate(style.shuffled(procs)):
         w.item({"cmd": "procstop", "app": p.name, "timeout": 1000})
         if n % 500 == 0:
             w.item({"cmd": "prockill", "app": p.name, "blocking": False})
@@ -249,7 +345,7 @@ def write_servicemgr(path, procs):
     w.finish()
 
 
-def write_restart(path, procs):
+def write_restart(path, style, procs):
     w = Writer(path)
     w.member("abort_on_reset", False)
     w.member("__default__", {
@@ -257,15 +353,15 @@ def write_restart(path, procs):
         "application": {"restart_cnt": 1, "enabled": True,
                         "error": {"commands": [{"cmd": "sleep", "timeout": 100}]}},
     })
-    for p in procs:
-        if p.index % 4 == 0:
+    for n, p in enumerate(style.shuffled(procs)):
+        if n % 4 == 0:
             w.member(p.name, {
                 "restart_cnt": 3, "restart_cnt_reset_time": 60000, "on_restart_failed": "ignore", "enabled": True,
                 "failed": {"commands": [{"cmd": "procstop", "app": p.name, "timeout": 1000},
                                         {"cmd": "procstart", "app": p.name, "params": "--recover"}]},
                 "watchdog": {"commands": [{"cmd": "prockill", "app": p.name}]},
             })
-        if p.index % 4 == 1 and p.apps:
+        if n % 4 == 1 and p.apps:
             a = p.apps[0]
             w.member(a, {
                 "restart_cnt": 0, "enabled": True,
@@ -279,8 +375,8 @@ def write_restart(path, procs):
 DOMAIN_SIZE = 50  # applications per launcher domain
 
 
-def write_uvk(path, procs):
-    apps = app_list(procs)
+def write_uvk(path, style, procs):
+    apps = style.shuffled(app_list(procs))
     w = Writer(path)
     w.member("version", 3)
     w.member("default_startup_mode", "on_startup_normal")
@@ -306,15 +402,15 @@ def write_uvk(path, procs):
             "on_restart": [{"cmd": "run", "app": group[0]}],
             "restart_param": {"restart_cnt": 2, "restart_cnt_reset_time": 1000, "on_restart_failed": "ignore"},
             "domain_request_timeout": 3000,
-        }, key="domain%05d" % (d // DOMAIN_SIZE))
+        }, key=style.domain_name(d // DOMAIN_SIZE))
     w.close("}")
-    w.member("on_startup_normal", [{"cmd": "run", "app": a, "blocking": True} for a in launchers])
+    w.member("on_startup_normal", [{"cmd": "run", "app": a, "blocking": True} for a in style.shuffled(launchers)])
     w.member("on_startup_download", [{"cmd": "set_sys_runmode", "sysrunmode": "RM_DOWNLOAD"}])
     w.member("on_startup_kt_production", [{"cmd": "set_sys_runmode", "sysrunmode": "RM_DIAG"}])
     w.member("on_postdomain", [{"cmd": "inject_userevent", "event": 7}])
     w.member("on_restart", [{"cmd": "sleep", "timeout": 50}])
     w.member("on_fastshutdown", [{"cmd": "shutdown", "timeout": 100}])
-    w.member("on_shutdown", [{"cmd": "stop", "app": a, "timeout": 1000} for a in launchers]
+    w.member("on_shutdown", [{"cmd": "stop", "app": a, "timeout": 1000} for a in style.shuffled(launchers)]
              + [{"cmd": "shutdown", "timeout": 10000}])
     w.finish()
 
@@ -340,19 +436,24 @@ def write_many(outdir, count):
 
 def main():
     ap = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    ap.add_argument("--nodes", type=int, default=32)
+    ap.add_argument("--nodes", type=int, help="default 128, or 32 with --sorted")
+    ap.add_argument("--sorted", action="store_true", help="the older layout: everything in declaration order")
+    ap.add_argument("--seed", type=int, default=1)
     mode = ap.add_mutually_exclusive_group()
     mode.add_argument("--mb", type=float, metavar="SIZE")
     mode.add_argument("--many", type=int, metavar="COUNT")
     ap.add_argument("args", nargs="+")
     opts = ap.parse_args()
+    if opts.nodes is None:
+        opts.nodes = 32 if opts.sorted else 128
     if opts.nodes < 1:
         ap.error("--nodes must be at least 1")
+    style = Sorted(opts.nodes) if opts.sorted else Realistic(opts.nodes, opts.seed)
 
     if opts.mb is not None:
         if len(opts.args) != 1:
             ap.error("--mb SIZE OUTFILE")
-        write_framework(opts.args[0], 0, opts.nodes, stop_at_bytes=int(opts.mb * 1e6))
+        write_framework(opts.args[0], style, 0, stop_at_bytes=int(opts.mb * 1e6))
     elif opts.many is not None:
         if len(opts.args) != 1:
             ap.error("--many COUNT OUTDIR")
@@ -365,10 +466,10 @@ def main():
             ap.error("N must be at least 2 (the trace server and one process)")
         outdir = opts.args[1]
         os.makedirs(outdir, exist_ok=True)
-        procs = write_framework(os.path.join(outdir, "framework.json"), count, opts.nodes)
-        write_servicemgr(os.path.join(outdir, "servicemgr.json"), procs)
-        write_restart(os.path.join(outdir, "servicemgr_restart.json"), procs)
-        write_uvk(os.path.join(outdir, "uvkstartup.json"), procs)
+        procs = write_framework(os.path.join(outdir, "framework.json"), style, count)
+        write_servicemgr(os.path.join(outdir, "servicemgr.json"), style, procs)
+        write_restart(os.path.join(outdir, "servicemgr_restart.json"), style, procs)
+        write_uvk(os.path.join(outdir, "uvkstartup.json"), style, procs)
 
 
 if __name__ == "__main__":

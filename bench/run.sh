@@ -38,7 +38,11 @@ mkdir -p "$data"
 for n in 1000 2000 10000 100000; do
   generate "sys$n" "$n" "$data/sys$n"
 done
-generate big.json --mb 70 "$data/big.json"
+for n in 10000 100000; do
+  generate "sys$n-sorted" --sorted "$n" "$data/sys$n-sorted"
+done
+# parse only: the shape of the older figures
+generate big.json --sorted --mb 70 "$data/big.json"
 generate many --many 10000 "$data/many"
 
 python3 "$here/measure.py" --cfgcheck "$build/cfgcheck" --reference "$reference" \

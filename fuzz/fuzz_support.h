@@ -7,25 +7,18 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
 #include <string>
 #include <vector>
 
 #include "driver/run.h"
 #include "framework/fw_state.h"
 #include "platform/tbx.h"
+#include "test_helpers.h"
 
 namespace fuzzing {
 
 inline const char* const kKnownNames[] = {"framework.json", "servicemgr.json", "servicemgr_restart.json",
                                           "uvkstartup.json"};
-
-inline std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  std::stringstream ss;
-  ss << in.rdbuf();
-  return ss.str();
-}
 
 inline void writeFile(const std::string& path, const char* data, size_t size) {
   std::ofstream(path, std::ios::binary | std::ios::trunc).write(data, static_cast<std::streamsize>(size));

@@ -52,7 +52,9 @@ void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::s
   Value ownNode = nodes.get(own);
   Value transport = ownNode.get("transport");
   if (!transport.isPresent()) {
-    fail(state, "F26", locateOr(ownNode, nodes), "missing 'transport' for node '", own, "'");
+    // A node that is not declared is the process's own reference to it.
+    fail(state, "F26", ownNode.isPresent() ? locate(ownNode) : locate(ownValue), "missing 'transport' for node '", own,
+         "'");
     return;
   }
   Value comm = transport.get("comm");

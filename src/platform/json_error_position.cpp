@@ -3,9 +3,11 @@
 #include <nlohmann/json.hpp>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <iterator>
 #include <string_view>
+#include <vector>
 
 namespace kit::config {
 
@@ -41,18 +43,30 @@ struct TrackingIter {
 using json = nlohmann::json;
 
 struct Sax {
+  const char* text = nullptr;
+  const char* const* furthest = nullptr;
   std::size_t maxDepth = 0;
-  std::size_t depth = 0;
-  std::string problem;      // set when a callback stops the parse
-  std::string token;        // the offending number, to place it
-  std::size_t errorPos = 0; // where parse_error places the fault
+  std::vector<std::size_t> opened;  // where each open bracket stands
+  std::string problem;              // set when a callback stops the parse
+  std::string token;                // the offending number, to place it
+  std::size_t errorPos = 0;         // where parse_error places the fault
   std::string errorText;
 
-  bool null() { return true; }
-  bool boolean(bool) { return true; }
-  bool number_integer(json::number_integer_t) { return true; }
-  bool number_unsigned(json::number_unsigned_t) { return true; }
+  // simdjson takes any value inside the deepest level for too deep, not only
+  // a bracket; such a fault is placed at the bracket the value stands in.
+  std::size_t deepBracket = SIZE_MAX;
+  bool scalar() {
+    if (opened.size() < maxDepth) return true;
+    problem = "nesting deeper than " + std::to_string(maxDepth) + " levels";
+    deepBracket = opened.back();
+    return false;
+  }
+  bool null() { return scalar(); }
+  bool boolean(bool) { return scalar(); }
+  bool number_integer(json::number_integer_t) { return scalar(); }
+  bool number_unsigned(json::number_unsigned_t) { return scalar(); }
   bool number_float(json::number_float_t value, const json::string_t& literal) {
+    if (!scalar()) return false;
     if (literal.find_first_of(".eE") == std::string::npos) {
       problem = "integer too large for 64 bits";
     } else if (!std::isfinite(value)) {
@@ -63,9 +77,9 @@ struct Sax {
     token = literal;
     return false;
   }
-  bool string(json::string_t&) { return true; }
+  bool string(json::string_t&) { return scalar(); }
   bool binary(json::binary_t&) { return true; }
-  bool key(json::string_t&) { return true; }
+  bool key(json::string_t&) { return scalar(); }
   bool start_object(std::size_t) { return enter(); }
   bool end_object() { return leave(); }
   bool start_array(std::size_t) { return enter(); }
@@ -97,15 +111,29 @@ struct Sax {
   }
 
   bool enter() {
-    if (++depth <= maxDepth) return true;
-    problem = "nesting deeper than " + std::to_string(maxDepth) + " levels";
-    return false;
+    if (opened.size() >= maxDepth) {
+      problem = "nesting deeper than " + std::to_string(maxDepth) + " levels";
+      return false;
+    }
+    // the bracket is the last byte read
+    opened.push_back(static_cast<std::size_t>(*furthest - text) - 1);
+    return true;
   }
   bool leave() {
-    --depth;
+    opened.pop_back();
     return true;
   }
 };
+
+const char kHex[] = "0123456789abcdef";
+
+std::string codePoint(unsigned cp) {
+  char text[16];
+  std::snprintf(text, sizeof text, "U+%04X", cp);
+  return text;
+}
+
+std::string hexByte(unsigned char c) { return std::string("0x") + kHex[c >> 4] + kHex[c & 15]; }
 
 // Keeps a reason on one readable line whatever the input held.
 std::string printable(std::string_view text, std::size_t maxLen) {
@@ -118,32 +146,16 @@ std::string printable(std::string_view text, std::size_t maxLen) {
     if (c >= 0x20 && c < 0x7f) {
       out += static_cast<char>(c);
     } else {
-      static const char hex[] = "0123456789abcdef";
       out += "\\x";
-      out += hex[c >> 4];
-      out += hex[c & 15];
+      out += kHex[c >> 4];
+      out += kHex[c & 15];
     }
   }
   return out;
 }
 
-// Shortens nlohmann's "...; last read: '<token>'" tail, which can hold a whole line.
-std::string shortenMessage(const std::string& what) {
-  std::string msg = what;
-  std::size_t colon = msg.find(": ", msg.find("column"));
-  if (msg.rfind("[json.exception", 0) == 0 && colon != std::string::npos) msg = msg.substr(colon + 2);
-  const std::string tail = "; last read: '";
-  std::size_t at = msg.find(tail);
-  if (at != std::string::npos) {
-    std::size_t from = at + tail.size();
-    std::size_t close = msg.rfind("'; expected");
-    if (close == std::string::npos || close < from) close = msg.size() > from && msg.back() == '\'' ? msg.size() - 1 : msg.size();
-    std::string rest = close < msg.size() ? msg.substr(close + 1) : std::string();
-    msg = msg.substr(0, at) + tail + printable(msg.substr(from, close - from), 40) + "'" + rest;
-  }
-  return printable(msg, 400);
-}
-
+// Lines and columns count from 1; a column counts code points, so a tab or
+// a two-byte letter is one.
 std::string place(const char* text, std::size_t offset, const std::string& what) {
   std::size_t line = 1;
   std::size_t lineStart = 0;
@@ -151,7 +163,10 @@ std::string place(const char* text, std::size_t offset, const std::string& what)
     ++line;
     lineStart = static_cast<std::size_t>(q - text) + 1;
   }
-  return "line " + std::to_string(line) + ", column " + std::to_string(offset - lineStart + 1) + ": " + what;
+  std::size_t column = 1;
+  for (std::size_t i = lineStart; i < offset; ++i)
+    if ((static_cast<unsigned char>(text[i]) & 0xc0) != 0x80) ++column;
+  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + what;
 }
 
 struct Fault {
@@ -160,11 +175,256 @@ struct Fault {
   std::string what;
 };
 
-Fault locate(const char* text, std::size_t len, std::size_t maxDepth) {
+// A file that is not UTF-8 shows it in its first bytes: a byte order mark,
+// or the zero bytes that UTF-16 and UTF-32 give ASCII text.
+std::string otherEncoding(const unsigned char* b, std::size_t len) {
+  auto starts = [&](std::initializer_list<int> bytes) {
+    if (len < bytes.size()) return false;
+    std::size_t i = 0;
+    for (int v : bytes)
+      if (v >= 0 ? b[i++] != v : b[i++] == 0) return false;  // -1: any byte but zero
+    return true;
+  };
+  const char* name = nullptr;
+  if (starts({0xff, 0xfe, 0, 0}) || starts({-1, 0, 0, 0})) name = "UTF-32 (little-endian)";
+  else if (starts({0, 0, 0xfe, 0xff}) || starts({0, 0, 0, -1})) name = "UTF-32 (big-endian)";
+  else if (starts({0xff, 0xfe}) || starts({-1, 0, -1, 0})) name = "UTF-16 (little-endian)";
+  else if (starts({0xfe, 0xff}) || starts({0, -1, 0, -1})) name = "UTF-16 (big-endian)";
+  if (name == nullptr) return "";
+  return std::string("the file is in ") + name + ", not UTF-8: save it as UTF-8";
+}
+
+// Length of the well-formed UTF-8 sequence at `p`, 0 when it is not one.
+std::size_t utf8Length(const unsigned char* p, std::size_t avail, char32_t& cp) {
+  std::size_t n = p[0] < 0x80 ? 1 : p[0] >= 0xc2 && p[0] < 0xe0 ? 2 : p[0] >= 0xe0 && p[0] < 0xf0 ? 3 : p[0] >= 0xf0 && p[0] < 0xf5 ? 4 : 0;
+  if (n == 0 || n > avail) return 0;
+  cp = n == 1 ? p[0] : p[0] & (0x3f >> (n - 1));
+  for (std::size_t i = 1; i < n; ++i) {
+    if ((p[i] & 0xc0) != 0x80) return 0;
+    cp = (cp << 6) | (p[i] & 0x3f);
+  }
+  static const char32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
+  if (cp < least[n] || cp > 0x10ffff || (cp >= 0xd800 && cp < 0xe000)) return 0;
+  return n;
+}
+
+struct Scan {
+  const char* text;
+  std::size_t len;
+  std::size_t at;  // where the event parser placed the fault
+  std::string context, detail, expected;
+  const std::vector<std::size_t>& opened;
+
+  int byte(std::size_t i) const { return i < len ? static_cast<unsigned char>(text[i]) : -1; }
+  static bool space(int c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+  static bool wordChar(int c) { return std::isalnum(c) || c == '_' || c == '$'; }
+  std::size_t skipBack(std::size_t i) const {
+    while (i > 0 && space(byte(i - 1))) --i;
+    return i;
+  }
+  bool inObject() const { return !opened.empty() && text[opened.back()] == '{'; }
+};
+
+Fault at(std::size_t offset, std::string what) { return Fault{true, offset, std::move(what)}; }
+
+// The bytes of the broken UTF-8 sequence that ends at `at`.
+Fault badUtf8(const Scan& s) {
+  // the byte that broke the sequence belongs to it unless it is ASCII
+  std::size_t end = s.byte(s.at) >= 0x80 ? s.at + 1 : s.at;
+  std::size_t start = end > 0 ? end - 1 : 0;
+  while (start > 0 && end - start < 4 && (s.byte(start) & 0xc0) == 0x80 && s.byte(start - 1) >= 0x80) --start;
+  std::string bytes;
+  for (std::size_t i = start; i < end; ++i) {
+    if (!bytes.empty()) bytes += ' ';
+    bytes += hexByte(static_cast<unsigned char>(s.text[i]));
+  }
+  return at(start, std::string(end - start > 1 ? "invalid UTF-8: bytes " : "invalid UTF-8: byte ") + bytes);
+}
+
+Fault controlInString(const Scan& s) {
+  int c = s.byte(s.at);
+  switch (c) {
+    case '\t': return at(s.at, "tab inside a string: write it as \\t");
+    case '\n':
+    case '\r': return at(s.at, "line break inside a string: close the string, or write the break as \\n");
+    case '\b': return at(s.at, "backspace inside a string: write it as \\b");
+    case '\f': return at(s.at, "form feed inside a string: write it as \\f");
+  }
+  std::string escape = std::string("\\u00") + kHex[c >> 4] + kHex[c & 15];
+  return at(s.at, "control character " + codePoint(c) + " inside a string: write it as " + escape);
+}
+
+// A word where a value or a key should be: a word of another language, or text without quotes.
+Fault word(const Scan& s, std::size_t start) {
+  std::size_t end = start;
+  while (Scan::wordChar(s.byte(end))) ++end;
+  std::string w(s.text + start, end - start);
+  std::string lower;
+  for (char c : w) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  if (s.context == "object key") return at(start, "unquoted key '" + printable(w, 40) + "': keys take double quotes");
+  bool sign = start > 0 && (s.text[start - 1] == '-' || s.text[start - 1] == '+');
+  if (lower == "nan" || lower == "infinity" || lower == "inf") {
+    if (sign) --start;
+    return at(start, "'" + printable(std::string_view(s.text + start, end - start), 40) +
+                         "' is not a JSON number: JSON has no NaN or Infinity");
+  }
+  const char* meant = lower == "true" ? "true" : lower == "false" ? "false"
+                    : lower == "none" || lower == "null" || lower == "nil" || lower == "undefined" ? "null" : nullptr;
+  for (const char* literal : {"true", "false", "null"})
+    if (meant == nullptr && std::string_view(literal).substr(0, lower.size()) == lower) meant = literal;
+  if (meant != nullptr && w != meant) return at(start, "'" + printable(w, 40) + "' is not JSON: write " + meant);
+  return at(start, "unquoted text '" + printable(w, 40) + "': strings take double quotes");
+}
+
+bool valueStart(int c) { return c == '"' || c == '{' || c == '[' || c == '-' || Scan::wordChar(c); }
+
+// Where a comma belongs: right after the previous value.
+Fault missingComma(const Scan& s, std::size_t tokenStart) {
+  return at(s.skipBack(tokenStart), s.inObject() ? "missing ',' between two members" : "missing ',' between two elements");
+}
+
+// A character that starts no token.
+Fault badCharacter(const Scan& s) {
+  int c = s.byte(s.at);
+  if (c == '/' || c == '#') return at(s.at, "comment: JSON has no comments");
+  if (c == '\'') return at(s.at, "single quotes: JSON strings and keys take double quotes");
+  if (c == '+') return at(s.at, "'+' before a number: JSON numbers take no plus sign");
+  if (c == '.') return at(s.at, "number without a digit before its '.'");
+  if (c >= 0 && c < 0x20) return at(s.at, "control character " + codePoint(c) + " outside a string");
+  if (c >= 0x80) {
+    char32_t cp = 0;
+    if (utf8Length(reinterpret_cast<const unsigned char*>(s.text + s.at), s.len - s.at, cp) == 0) return badUtf8(s);
+    return at(s.at, "unexpected character " + codePoint(cp));
+  }
+  if (s.context == "object separator") return at(s.at, "missing ':' after the key");
+  std::size_t start = s.at;
+  if (!Scan::wordChar(c) && start > 0 && std::isalpha(s.byte(start - 1))) --start;  // a literal cut short
+  while (start > 0 && std::isalpha(s.byte(start - 1))) --start;
+  if (std::isdigit(s.byte(start - 1))) {
+    std::string w = printable(std::string_view(s.text + start, 1), 4);
+    if (s.byte(start - 1) == '0' && (c == 'x' || c == 'X')) return at(start - 1, "hexadecimal number: JSON numbers are decimal");
+    return at(start, "'" + w + "' right after a number");
+  }
+  if (std::isalpha(s.byte(start))) {
+    bool afterValue = s.expected == "'}'" || s.expected == "']'";
+    Fault f = word(s, start);
+    if (afterValue && f.what.rfind("unquoted", 0) == 0) return missingComma(s, start);
+    return f;
+  }
+  return at(s.at, "unexpected character '" + printable(std::string_view(s.text + s.at, 1), 4) + "'");
+}
+
+std::string ourExpectation(const Scan& s) {
+  if (s.expected == "'}'") return "',' or '}'";
+  if (s.expected == "']'") return "',' or ']'";
+  if (s.expected == "':'") return "':'";
+  if (s.expected == "string literal") return "a key in double quotes";
+  if (s.expected == "end of input") return "the end of the file";
+  return "a value";
+}
+
+// A token the grammar does not allow where it stands.
+Fault badToken(const Scan& s) {
+  int c = s.byte(s.at);
+  if (c < 0) {
+    if (!s.opened.empty()) {
+      char open = s.text[s.opened.back()];
+      return at(s.opened.back(), std::string("'") + open + "' never closed: the file ends before its '" +
+                                     (open == '{' ? '}' : ']') + "'");
+    }
+    return at(s.at, s.len == 0 ? "empty file: a JSON file holds one value" : "no value: the file holds only white space");
+  }
+  std::size_t before = s.skipBack(s.at);
+  if ((c == '}' || c == ']') && before > 0 && s.text[before - 1] == ',') return at(before - 1, std::string("trailing comma before '") + static_cast<char>(c) + "'");
+  if (std::isdigit(c) && s.byte(s.at - 1) == '0' && !std::isdigit(s.byte(s.at - 2))) {
+    std::size_t start = s.byte(s.at - 2) == '-' ? s.at - 2 : s.at - 1;
+    std::size_t end = s.at;
+    while (std::isdigit(s.byte(end))) ++end;
+    return at(start, "leading zero in the number " + std::string(s.text + start, end - start));
+  }
+  if (s.context == "object key" && c != '"') {
+    if (Scan::wordChar(c) || c == '-') return word(s, s.at);
+  }
+  if (s.context == "object separator") return at(s.at, "missing ':' after the key");
+  if ((s.expected == "'}'" || s.expected == "']'") && valueStart(c)) return missingComma(s, s.at);
+  if (s.expected == "'}'" && c == ']') return at(s.at, "']' where the object needs its '}'");
+  if (s.expected == "']'" && c == '}') return at(s.at, "'}' where the array needs its ']'");
+  if (s.expected == "end of input") {
+    if (c == '}' || c == ']') return at(s.at, std::string("'") + static_cast<char>(c) + "' with nothing open to close");
+    return at(s.at, "more text after the JSON value");
+  }
+  return at(s.at, "unexpected '" + printable(std::string_view(s.text + s.at, 1), 4) + "': expected " + ourExpectation(s));
+}
+
+// What the event parser's message says, in the words of the mistake.
+Fault classify(const Scan& s) {
+  const std::string& d = s.detail;
+  if (d == "invalid string: missing closing quote") {
+    std::size_t quote = s.at;
+    // the opening quote is the last one no backslash escapes
+    for (std::size_t i = s.at; i-- > 0;) {
+      std::size_t slashes = 0;
+      while (slashes < i && s.text[i - 1 - slashes] == '\\') ++slashes;
+      if (s.text[i] == '"' && slashes % 2 == 0) {
+        quote = i;
+        break;
+      }
+    }
+    return at(quote, "string never closed: the file ends before its closing quote");
+  }
+  if (d.rfind("invalid string: control character", 0) == 0) return controlInString(s);
+  if (d == "invalid string: ill-formed UTF-8 byte") return badUtf8(s);
+  if (d == "invalid string: forbidden character after backslash") {
+    int c = s.byte(s.at);
+    if (c < 0) return at(s.at - 1, "backslash at the end of the file");
+    if (c > 0x20 && c < 0x7f) return at(s.at - 1, std::string("unknown escape '\\") + static_cast<char>(c) + "' in a string");
+    return at(s.at - 1, "backslash before byte " + hexByte(static_cast<unsigned char>(c)) + " in a string");
+  }
+  if (d.rfind("invalid BOM", 0) == 0) return at(0, "broken byte order mark: a UTF-8 one is EF BB BF");
+  if (d.rfind("invalid string: '\\u'", 0) == 0) return at(s.at, "'\\u' in a string needs four hex digits");
+  if (d.rfind("invalid string: surrogate", 0) == 0) return at(s.at, "unpaired UTF-16 surrogate escape in a string");
+  if (d.rfind("invalid number", 0) == 0) {
+    if (d.find("after '-'") != std::string::npos && std::isalpha(s.byte(s.at))) return word(s, s.at);  // -Infinity
+    const char* what = d.find("after '-'") != std::string::npos ? "'-' not followed by a digit"
+                     : d.find("after '.'") != std::string::npos ? "no digit after the decimal point"
+                                                                : "no digit in the exponent";
+    return at(s.at, what);
+  }
+  if (d.rfind("unexpected ", 0) == 0) return badToken(s);
+  return badCharacter(s);
+}
+
+// "syntax error while parsing <context> - <detail>; last read: '...'; expected <expected>"
+Scan split(const char* text, std::size_t len, std::size_t offset, const std::string& what,
+           const std::vector<std::size_t>& opened) {
+  Scan s{text, len, offset, "", "", "", opened};
+  auto between = [&](const std::string& from, std::size_t start) {
+    std::size_t a = what.find(from, start);
+    return a == std::string::npos ? std::string::npos : a + from.size();
+  };
+  std::size_t ctx = between("while parsing ", 0);
+  std::size_t dash = ctx == std::string::npos ? std::string::npos : what.find(" - ", ctx);
+  if (dash == std::string::npos) return s;
+  s.context = what.substr(ctx, dash - ctx);
+  // a bad character's message quotes it after "last read"; the lexer's own
+  // message may hold "; expected" too
+  std::size_t lastRead = what.find("; last read: '", dash);
+  std::size_t exp = what.rfind("; expected ");
+  if (exp != std::string::npos && (exp < dash || (lastRead != std::string::npos && exp < lastRead))) exp = std::string::npos;
+  std::size_t end = std::min({lastRead, exp, what.size()});
+  s.detail = what.substr(dash + 3, end - dash - 3);
+  if (exp != std::string::npos) s.expected = what.substr(exp + 11);
+  return s;
+}
+
+// `cut`: the text was cut short at a NUL byte.
+Fault locate(const char* text, std::size_t len, std::size_t maxDepth, bool cut) {
   const char* furthest = text;
   TrackingIter first{text, &furthest};
   TrackingIter last{text + len, &furthest};
   Sax sax;
+  sax.text = text;
+  sax.furthest = &furthest;
   sax.maxDepth = maxDepth;
   Fault fault;
   try {
@@ -176,8 +436,8 @@ Fault locate(const char* text, std::size_t len, std::size_t maxDepth) {
   fault.found = true;
   if (!sax.errorText.empty()) {
     fault.offset = sax.errorPos > len ? len : sax.errorPos;
-    fault.what = shortenMessage(sax.errorText);
-    return fault;
+    if (cut && fault.offset >= len) return at(len, "unexpected NUL byte");
+    return classify(split(text, len, fault.offset, sax.errorText, sax.opened));
   }
   fault.offset = static_cast<std::size_t>(furthest - text);
   if (!sax.token.empty()) {
@@ -186,7 +446,8 @@ Fault locate(const char* text, std::size_t len, std::size_t maxDepth) {
     fault.what = sax.problem + ": " + printable(sax.token, 40);
     return fault;
   }
-  if (fault.offset > 0) --fault.offset;  // the bracket that went too deep
+  if (sax.deepBracket != SIZE_MAX) fault.offset = sax.deepBracket;
+  else if (fault.offset > 0) --fault.offset;  // the bracket that went too deep
   fault.what = sax.problem;
   return fault;
 }
@@ -194,12 +455,14 @@ Fault locate(const char* text, std::size_t len, std::size_t maxDepth) {
 }  // namespace
 
 std::string describeJsonError(const char* text, std::size_t len, std::size_t maxDepth) {
+  std::string encoding = otherEncoding(reinterpret_cast<const unsigned char*>(text), len);
+  if (!encoding.empty()) return place(text, 0, encoding);
   // nlohmann takes a NUL byte for the end of the input, so it is shown only
   // what comes before the first one; a fault found no earlier is the NUL itself.
   const void* nul = std::memchr(text, '\0', len);
   if (nul != nullptr) len = static_cast<std::size_t>(static_cast<const char*>(nul) - text);
-  Fault fault = locate(text, len, maxDepth);
-  if (nul != nullptr && (!fault.found || fault.offset >= len)) return place(text, len, "unexpected NUL byte");
+  Fault fault = locate(text, len, maxDepth, nul != nullptr);
+  if (nul != nullptr && !fault.found) return place(text, len, "unexpected NUL byte");
   if (!fault.found) return fault.what;
   return place(text, fault.offset, fault.what);
 }

@@ -6,9 +6,11 @@
 
 namespace kit::config {
 
-// "line L, column C: what is wrong" for the first fault of `text`, counting
-// from 1; empty when no fault is found. Nesting deeper than `maxDepth`, and
-// numbers that do not fit a 64-bit integer or a double, count as faults.
+// "line L, column C: what is wrong" for the first fault of `text`, in the
+// words of the mistake and where it was made; lines and columns count from 1,
+// columns in code points. Empty when no fault is found. Nesting deeper than
+// `maxDepth`, and numbers that do not fit a 64-bit integer or a double, count
+// as faults.
 std::string describeJsonError(const char* text, std::size_t len, std::size_t maxDepth);
 
 }  // namespace kit::config

@@ -12,6 +12,7 @@ namespace kit::config {
 
 struct Document;
 struct Tree;
+struct ValueAccess;
 class bcf_iterator;
 
 // One JSON value of a parsed document, or the absent value. Cheap to copy;
@@ -49,6 +50,7 @@ class Value {
  private:
   friend class bcf_iterator;
   friend struct Tree;
+  friend struct ValueAccess;
   Value(Tree* tree, uint64_t raw0, uint64_t raw1) : m_doc(tree), m_raw{raw0, raw1} {}
 
   Tree* m_doc = nullptr;
@@ -75,6 +77,7 @@ class bcf_iterator {
 
  private:
   friend class Value;
+  friend struct ValueAccess;
   Tree* m_doc = nullptr;
   uint64_t m_raw[2] = {0, 0};  // the parser's own iterator
 };

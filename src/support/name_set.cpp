@@ -1,6 +1,7 @@
 #include "support/name_set.h"
 
 #include <cstdlib>
+#include <cstring>
 
 #include "platform/huge_pages.h"
 #include "platform/tbx.h"
@@ -34,7 +35,14 @@ void* allocateOrReport(std::size_t bytes) {
 
 void release(void* p) noexcept { std::free(p); }
 
-void NodeArena::grow(std::size_t bytes) {
+void* allocateTable(std::size_t count, std::size_t slotBytes) {
+  const std::size_t bytes = count * slotBytes + 64;
+  void* p = allocateOrReport(bytes);
+  platform::adviseHugePages(p, bytes);
+  return std::memset(p, 0, bytes);
+}
+
+void KeyArena::grow(std::size_t bytes) {
   // Small sets stay small; a big one gets blocks large enough for huge pages.
   constexpr std::size_t kFirstBlockBytes = 64 * 1024;
   constexpr std::size_t kLastBlockBytes = 4 << 20;
@@ -50,7 +58,7 @@ void NodeArena::grow(std::size_t bytes) {
   m_left = size - header;
 }
 
-void NodeArena::release() noexcept {
+void KeyArena::release() noexcept {
   while (m_last != nullptr) {
     Block* previous = m_last->previous;
     support::release(m_last);

@@ -1,13 +1,11 @@
-// Sorted sets of declared names and ids. Inserting tells whether the key was
-// new, which is how the checks find names defined twice.
+// Sets of declared names and ids. Inserting tells whether the key was new,
+// which is how the checks find names defined twice.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
-#include <iterator>
-#include <new>
-#include <set>
+#include <functional>
 #include <string_view>
 
 namespace support {
@@ -20,15 +18,14 @@ void release(void* p) noexcept;
 // Test hook: the next `count` allocations of the name sets fail once each.
 void injectAllocationFailures(unsigned count);
 
-// Tree nodes and key copies of one set, carved from large blocks. Nodes sit
-// densely in the order they were inserted, and a set of a hundred thousand
-// names is given back as a dozen blocks. Nothing is removed one by one.
-class NodeArena {
+// Key copies of one set, carved from large blocks: a set of a hundred
+// thousand names is given back as a dozen blocks.
+class KeyArena {
  public:
-  NodeArena() = default;
-  NodeArena(const NodeArena&) = delete;
-  NodeArena& operator=(const NodeArena&) = delete;
-  ~NodeArena() { release(); }
+  KeyArena() = default;
+  KeyArena(const KeyArena&) = delete;
+  KeyArena& operator=(const KeyArena&) = delete;
+  ~KeyArena() { release(); }
 
   // `align` is a power of two up to 16; a fresh block starts 16-aligned.
   void* allocate(std::size_t bytes, std::size_t align = 16) {
@@ -56,91 +53,77 @@ class NodeArena {
   std::size_t m_blockBytes = 0;  // size of the next block
 };
 
-template <class T>
-struct ArenaAllocator {
-  using value_type = T;
-  NodeArena* arena;
-  explicit ArenaAllocator(NodeArena* a) noexcept : arena(a) {}
-  template <class U>
-  ArenaAllocator(const ArenaAllocator<U>& other) noexcept : arena(other.arena) {}
-  T* allocate(std::size_t n) { return static_cast<T*>(arena->allocate(n * sizeof(T))); }
-  void deallocate(T*, std::size_t) noexcept {}
-  template <class U>
-  bool operator==(const ArenaAllocator<U>& other) const noexcept { return arena == other.arena; }
-};
-
-// Keys are compared as C strings: in strcmp order, and a key ends at its first
-// NUL byte. Cutting keys there makes the plain unsigned byte order of
-// std::string_view the same order.
+// Keys are compared as C strings: a key ends at its first NUL byte.
 inline std::string_view asCString(std::string_view key) {
   const void* nul = key.empty() ? nullptr : std::memchr(key.data(), '\0', key.size());
   return nul == nullptr ? key : key.substr(0, static_cast<const char*>(nul) - key.data());
 }
 
-// A key as the tree holds it: its first eight bytes as one big-endian word,
-// zero-padded, and the bytes after them. Names of a set mostly differ within
-// their first eight bytes, so a tree level costs one integer comparison.
-struct NameKey {
-  uint64_t head = 0;
-  mutable const char* tail = nullptr;  // bytes 8 to size; the set's own copy once inserted
-  uint32_t size = 0;
+// An all-zero block from allocateOrReport with room for `count` slots after
+// its first cache-line boundary, so that no slot straddles two lines.
+void* allocateTable(std::size_t count, std::size_t slotBytes);
+inline void* cacheLineAligned(void* block) {
+  return reinterpret_cast<void*>((reinterpret_cast<std::uintptr_t>(block) + 63) & ~std::uintptr_t(63));
+}
 
-  static NameKey of(std::string_view text) {
-    NameKey key;
-    key.size = static_cast<uint32_t>(text.size());
-    unsigned char bytes[8] = {};
-    if (!text.empty()) std::memcpy(bytes, text.data(), text.size() < 8 ? text.size() : 8);
-    std::memcpy(&key.head, bytes, 8);
-    key.head = __builtin_bswap64(key.head);
-    key.tail = text.size() > 8 ? text.data() + 8 : nullptr;
-    return key;
-  }
-};
-
-// Unsigned byte order. Without NUL bytes in keys, equal heads with either key
-// of eight bytes or fewer mean the shorter is a prefix of the longer.
-struct KeyLess {
-  bool operator()(const NameKey& a, const NameKey& b) const noexcept {
-    if (a.head != b.head) return a.head < b.head;
-    if (a.size <= 8 || b.size <= 8) return a.size < b.size;
-    std::size_t n = (a.size < b.size ? a.size : b.size) - 8;
-    std::size_t i = 0;
-    for (; i + 8 <= n; i += 8) {
-      uint64_t x, y;
-      std::memcpy(&x, a.tail + i, 8);
-      std::memcpy(&y, b.tail + i, 8);
-      if (x != y) return __builtin_bswap64(x) < __builtin_bswap64(y);
-    }
-    for (; i < n; ++i)
-      if (a.tail[i] != b.tail[i]) return static_cast<unsigned char>(a.tail[i]) < static_cast<unsigned char>(b.tail[i]);
-    return a.size < b.size;
-  }
-};
-
-// A std::set whose nodes live in an arena. Its values need no destruction and
-// its allocator frees nothing, so the tree is never walked to be torn down:
-// the arena gives its blocks back.
-template <class T, class Less>
-class ArenaSet {
+// Open addressing with linear probing over a power-of-two table kept at most
+// three quarters full. Names arrive in any order, and a lookup then costs the
+// one or two cache lines of its probe instead of a tree walk. Nothing is
+// removed one by one. A Slot is all zero when empty and tells its hash.
+template <class Slot>
+class SlotTable {
  public:
-  using Tree = std::set<T, Less, ArenaAllocator<T>>;
-  ArenaSet() { new (&m_tree) Tree(ArenaAllocator<T>(&m_arena)); }
-  ArenaSet(const ArenaSet&) = delete;
-  ArenaSet& operator=(const ArenaSet&) = delete;
-  ~ArenaSet() {}
-  void reset() {
-    m_arena.release();
-    new (&m_tree) Tree(ArenaAllocator<T>(&m_arena));
+  SlotTable() = default;
+  SlotTable(const SlotTable&) = delete;
+  SlotTable& operator=(const SlotTable&) = delete;
+  ~SlotTable() { release(); }
+
+  // The slot that `match` accepts, or the empty slot where it would go.
+  template <class Match>
+  Slot* probe(uint32_t hash, Match match) const {
+    for (uint32_t i = hash & m_mask;; i = (i + 1) & m_mask) {
+      Slot* slot = m_slots + i;
+      if (slot->empty() || match(*slot)) return slot;
+    }
   }
-  Tree& tree() { return m_tree; }
-  const Tree& tree() const { return m_tree; }
-  NodeArena& arena() { return m_arena; }
+  bool isEmpty() const { return m_size == 0; }
+  std::size_t size() const { return m_size; }
+  // Makes room for one more slot; call before probing for an insert.
+  void reserveOne() {
+    if (m_slots == nullptr || (std::size_t(m_size) + 1) * 4 > (std::size_t(m_mask) + 1) * 3) grow();
+  }
+  void fill(Slot* slot, const Slot& value) {
+    *slot = value;
+    ++m_size;
+  }
+  void release() noexcept {
+    support::release(m_block);
+    m_block = nullptr;
+    m_slots = nullptr;
+    m_mask = 0;
+    m_size = 0;
+  }
 
  private:
-  NodeArena m_arena;  // declared first: it outlives the tree
-  union {
-    Tree m_tree;
-  };
+  void grow() {
+    const std::size_t count = m_slots == nullptr ? 16 : (std::size_t(m_mask) + 1) * 2;
+    void* oldBlock = m_block;
+    Slot* old = m_slots;
+    const std::size_t oldCount = old == nullptr ? 0 : std::size_t(m_mask) + 1;
+    m_block = allocateTable(count, sizeof(Slot));
+    m_slots = static_cast<Slot*>(cacheLineAligned(m_block));
+    m_mask = static_cast<uint32_t>(count - 1);
+    for (std::size_t i = 0; i < oldCount; ++i) {
+      if (old[i].empty()) continue;
+      *probe(old[i].hash(), [](const Slot&) { return false; }) = old[i];
+    }
+    support::release(oldBlock);
+  }
+
+  void* m_block = nullptr;
+  Slot* m_slots = nullptr;
+  uint32_t m_mask = 0;
+  uint32_t m_size = 0;
 };
 
 class NameSet {
@@ -148,64 +131,96 @@ class NameSet {
   // True when the key was added, false when an equal key was there already.
   bool insert(std::string_view key) {
     key = asCString(key);
-    auto& tree = m_set.tree();
-    const std::size_t before = tree.size();
-    // Names are often declared in order; then the hint makes this constant time.
-    auto at = tree.emplace_hint(tree.end(), NameKey::of(key));
-    if (tree.size() == before) return false;
-    if (key.size() > 8) {
-      char* copy = static_cast<char*>(m_set.arena().allocate(key.size() - 8, 1));
-      std::memcpy(copy, key.data() + 8, key.size() - 8);
-      at->tail = copy;  // same bytes, so the order is unchanged
+    const uint32_t hash = hashOf(key);
+    m_table.reserveOne();
+    Slot* slot = m_table.probe(hash, Same{key, hash});
+    if (!slot->empty()) return false;
+    Slot value{hash, static_cast<uint32_t>(key.size()) + 1, {}};
+    if (key.size() <= kInline) {
+      std::memcpy(value.bytes, key.data(), key.size());
+    } else {
+      char* copy = static_cast<char*>(m_keys.allocate(key.size(), 1));
+      std::memcpy(copy, key.data(), key.size());
+      std::memcpy(value.bytes, &copy, sizeof copy);
     }
+    m_table.fill(slot, value);
     return true;
   }
   bool contains(std::string_view key) const {
-    NameKey probe = NameKey::of(asCString(key));
-    const auto& tree = m_set.tree();
-    // Command lists tend to name the same application several times in a
-    // row, and to go through the processes in the order they were declared.
-    if (m_lastFound != tree.end()) {
-      if (same(*m_lastFound, probe)) return true;
-      auto next = std::next(m_lastFound);
-      if (next != tree.end() && same(*next, probe)) {
-        m_lastFound = next;
-        return true;
-      }
-    }
-    auto at = tree.find(probe);
-    if (at == tree.end()) return false;
-    m_lastFound = at;
-    return true;
+    if (m_table.isEmpty()) return false;
+    key = asCString(key);
+    const uint32_t hash = hashOf(key);
+    return !m_table.probe(hash, Same{key, hash})->empty();
   }
-  std::size_t size() const { return m_set.tree().size(); }
+  std::size_t size() const { return m_table.size(); }
   void destroy() {
-    m_set.reset();
-    m_lastFound = m_set.tree().end();
+    m_table.release();
+    m_keys.release();
   }
 
  private:
-  static bool same(const NameKey& a, const NameKey& b) {
-    return a.head == b.head && a.size == b.size && (a.size <= 8 || std::memcmp(a.tail, b.tail, a.size - 8) == 0);
+  // Most names fit the slot itself, so a hit reads one cache line.
+  static constexpr std::size_t kInline = 24;
+  struct Slot {
+    uint32_t hashBits;
+    uint32_t sizePlusOne;  // 0: empty
+    char bytes[kInline];   // the key, or a pointer to its copy when longer
+    bool empty() const { return sizePlusOne == 0; }
+    uint32_t hash() const { return hashBits; }
+    const char* key() const {
+      if (sizePlusOne - 1 <= kInline) return bytes;
+      const char* copy;
+      std::memcpy(&copy, bytes, sizeof copy);
+      return copy;
+    }
+  };
+  struct Same {
+    std::string_view key;
+    uint32_t hash;
+    bool operator()(const Slot& slot) const {
+      return slot.hashBits == hash && slot.sizePlusOne == key.size() + 1 &&
+             std::memcmp(slot.key(), key.data(), key.size()) == 0;
+    }
+  };
+  static uint32_t hashOf(std::string_view key) {
+    const uint64_t h = std::hash<std::string_view>{}(key);
+    return static_cast<uint32_t>(h ^ (h >> 32));
   }
-  ArenaSet<NameKey, KeyLess> m_set;
-  mutable ArenaSet<NameKey, KeyLess>::Tree::const_iterator m_lastFound = m_set.tree().end();
+
+  SlotTable<Slot> m_table;
+  KeyArena m_keys;
 };
 
 class IntSet {
  public:
   bool insert(int32_t key) {
-    auto& tree = m_set.tree();
-    const std::size_t before = tree.size();
-    tree.emplace_hint(tree.end(), key);  // ids are often declared in order
-    return tree.size() != before;
+    m_table.reserveOne();
+    Slot* slot = m_table.probe(hashOf(key), Same{key});
+    if (!slot->empty()) return false;
+    m_table.fill(slot, Slot{static_cast<uint32_t>(key), 1});
+    return true;
   }
-  bool contains(int32_t key) const { return m_set.tree().count(key) != 0; }
-  std::size_t size() const { return m_set.tree().size(); }
-  void destroy() { m_set.reset(); }
+  bool contains(int32_t key) const { return !m_table.isEmpty() && !m_table.probe(hashOf(key), Same{key})->empty(); }
+  std::size_t size() const { return m_table.size(); }
+  void destroy() { m_table.release(); }
 
  private:
-  ArenaSet<int32_t, std::less<int32_t>> m_set;
+  struct Slot {
+    uint32_t key;
+    uint32_t used;
+    bool empty() const { return used == 0; }
+    uint32_t hash() const { return hashOf(static_cast<int32_t>(key)); }
+  };
+  struct Same {
+    int32_t key;
+    bool operator()(const Slot& slot) const { return slot.key == static_cast<uint32_t>(key); }
+  };
+  // Ids are often consecutive; the multiplication spreads them over the table.
+  static uint32_t hashOf(int32_t key) {
+    return static_cast<uint32_t>((uint64_t(static_cast<uint32_t>(key)) * 0x9E3779B97F4A7C15ull) >> 32);
+  }
+
+  SlotTable<Slot> m_table;
 };
 
 }  // namespace support

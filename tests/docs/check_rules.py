@@ -2,7 +2,8 @@
 """Runs every snippet of docs/rules.md through cfgcheck.
 
 A wrong snippet must print exactly the documented lines (every line other than
-the driver's own "[cfgcheck]..." lines counts) and exit with 1; its fix must
+the driver's own "[cfgcheck]..." lines counts) and exit with 1, and so must its
+`gnu` lines with --format gnu, which pin where each finding stands; its fix must
 print no such line and exit with 0; an example must print its documented
 output and exit with 0.
 
@@ -63,6 +64,9 @@ def main():
         else:
             got, status = run(binary, rules_doc.files_for(companions, r.wrong), r.args)
             report += compare("wrong", got, status, r.expected, 1)
+            if r.gnu:
+                got, status = run(binary, rules_doc.files_for(companions, r.wrong), r.args + ["--format", "gnu"])
+                report += compare("wrong, --format gnu", got, status, r.gnu, 1)
             got, status = run(binary, rules_doc.files_for(companions, r.fix), r.args)
             report += compare("fix", got, status, [], 0)
         if report:

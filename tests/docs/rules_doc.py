@@ -10,6 +10,7 @@ info string:
     ```json example FILE       a sound file shown with its output
     ```text finding [ARGS]     the lines cfgcheck prints for the wrong file(s)
     ```text output [ARGS]      the lines cfgcheck prints for the example file(s)
+    ```text gnu                the findings of the wrong file(s) with --format gnu
 """
 import re
 
@@ -24,6 +25,7 @@ class Rule:
         self.local = set()          # names of wrong files the schema must reject
         self.expected = None        # list of lines
         self.args = []
+        self.gnu = None             # list of lines, when the rule shows them
 
     def name(self):
         return f"{self.section}: {self.title} (line {self.line})"
@@ -68,6 +70,8 @@ def parse(path):
             getattr(rule, role)[rest[0]] = body
             if role == "wrong" and "local" in rest[1:]:
                 rule.local.add(rest[0])
+        elif role == "gnu" and rule is not None:
+            rule.gnu = body.rstrip("\n").split("\n")
         elif role in ("finding", "output"):
             if rule is None:
                 problems.append(f"{where}: '{role}' block outside a rule")

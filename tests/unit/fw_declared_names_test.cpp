@@ -6,16 +6,9 @@
 
 namespace {
 
-void clearFrameworkSets() {
-  for (support::NameSet* set : {&framework::ProcessKeys, &framework::NodeNames, &framework::ProcessNames,
-                                &framework::ApplicationNames, &framework::IpConnections, &framework::ResmanPaths})
-    set->destroy();
-  framework::ProcessIds.destroy();
-}
-
 // The later checks look up exactly what the framework file declared.
 TEST(FrameworkDeclaredNames, SetsHoldWhatTheFileDeclares) {
-  clearFrameworkSets();
+  framework::resetState();
   ScratchDir dir;
   std::string path = dir.write("framework.json", R"({
     "nodes": {
@@ -55,7 +48,7 @@ TEST(FrameworkDeclaredNames, SetsHoldWhatTheFileDeclares) {
   EXPECT_TRUE(framework::IpConnections.contains("10.0.0.2:7000"));
   EXPECT_EQ(framework::IpConnections.size(), 1u);
   EXPECT_TRUE(framework::ResmanPaths.contains("/net/ic:/hmi"));
-  clearFrameworkSets();
+  framework::resetState();
 }
 
 }  // namespace

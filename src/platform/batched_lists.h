@@ -1,0 +1,30 @@
+// Large lists of a known file read a batch at a time: the document holds the
+// file without their entries, and a walk over such a list gets its entries
+// parsed a few hundred KB at a time, in one reused parser's memory. A full
+// check of a large system then needs about the file's size, not four times it.
+#pragma once
+
+#include "platform/kit_document.h"
+#include "platform/syntax_walk.h"
+
+namespace kit::config {
+
+// A large list of the file, standing in the document as an empty array.
+struct List {
+  size_t id = 0;  // the empty array's handle in the file's tree
+  ListLayout layout;
+  simdjson::dom::parser parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
+  Tree tree;
+  size_t batch = SIZE_MAX;  // the one parsed now
+  simdjson::dom::array entries;
+  size_t entriesId = 0;
+};
+
+// Parses the document's text without the entries of the lists of `layout`,
+// each list an empty array there, and ties those arrays to their lists.
+simdjson::error_code parseSkeleton(Document& doc, const Layout& layout, simdjson::dom::element& root);
+
+// Entry `index` of `list`, parsing its batch when another one is parsed now.
+bool listEntry(Document& doc, List& list, uint32_t index, simdjson::dom::element& out);
+
+}  // namespace kit::config

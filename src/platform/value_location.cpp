@@ -1,0 +1,112 @@
+// Where values stand in their file. simdjson's document keeps no positions,
+// but the parser's structural index does: one entry per bracket, colon, comma
+// and start of a scalar, in text order, while the tape holds one entry per
+// value, key and closing bracket in the same order (numbers take two). Walking
+// both together, colons and commas skipped, turns a tape entry into a text
+// offset. Nothing here runs unless a finding asks for its place.
+#include <algorithm>
+
+#include "platform/batched_lists.h"
+#include "platform/kit_document.h"
+
+namespace kit::config {
+
+namespace {
+
+bool s_positionsWanted = false;
+constexpr size_t kTapeMarkEvery = 1024;  // tape entries
+constexpr size_t kLineMarkEvery = 4096;  // bytes
+
+// The last of `marks` (sorted by `field`) at or before `at`; null when none is.
+template <class Mark, class Field>
+const Mark* lastMarkUpTo(const std::vector<Mark>& marks, size_t at, Field Mark::*field) {
+  auto after = std::upper_bound(marks.begin(), marks.end(), at, [&](size_t a, const Mark& m) { return a < m.*field; });
+  return after == marks.begin() ? nullptr : &*(after - 1);
+}
+
+// Offset in the tree's text of the structural that tape entry `index` starts at.
+bool textOffset(Tree& tree, const simdjson::dom::document& doc, size_t index, size_t& out) {
+  if (tree.parser == nullptr || tree.text == nullptr || index == 0) return false;
+  const auto& impl = *tree.parser->implementation;
+  const uint32_t* structurals = impl.structural_indexes.get();
+  const uint32_t count = impl.n_structural_indexes;
+  const uint64_t* tape = doc.tape.get();
+  const char* text = tree.text;
+
+  // Start from the last mark at or before `index`.
+  size_t t = 1;
+  uint32_t s = 0;
+  if (const Tree::TapeMark* mark = lastMarkUpTo(tree.tapeMarks, index, &Tree::TapeMark::tape)) {
+    t = mark->tape;
+    s = mark->structural;
+  }
+  // The first structural is the root value; a batch's may read as a comma,
+  // since its bracket was put there only for the parse.
+  auto skipSeparators = [&] {
+    while (s > 0 && s < count && (text[structurals[s]] == ':' || text[structurals[s]] == ',')) ++s;
+  };
+  for (;;) {
+    skipSeparators();
+    if (s >= count) return false;
+    if (t >= index) break;
+    const char type = static_cast<char>(tape[t] >> 56);
+    t += type == 'l' || type == 'u' || type == 'd' ? 2 : 1;
+    ++s;
+    if (t / kTapeMarkEvery > (tree.tapeMarks.empty() ? 0 : tree.tapeMarks.back().tape / kTapeMarkEvery))
+      tree.tapeMarks.push_back(Tree::TapeMark{t, s});
+  }
+  if (t != index) return false;
+  out = structurals[s];
+  return true;
+}
+
+// File offset of an offset in the tree's text.
+size_t fileOffset(const Tree& tree, size_t offset) {
+  const Document& doc = *tree.owner;
+  if (&tree != &doc.main || doc.skeletonPieces.empty()) return tree.fileOffset + offset;
+  const auto* piece = lastMarkUpTo(doc.skeletonPieces, offset, &std::pair<size_t, size_t>::first);  // the first starts at 0
+  return piece->second + (offset - piece->first);
+}
+
+// Lines and columns from 1; a column counts code points, so UTF-8
+// continuation bytes are passed over.
+Location lineAndColumn(Document& doc, size_t offset) {
+  if (offset > doc.len) return Location{};
+  size_t at = 0;
+  Location where{1, 1};
+  if (const Document::LineMark* mark = lastMarkUpTo(doc.lineMarks, offset, &Document::LineMark::offset)) {
+    at = mark->offset;
+    where = mark->location;
+  }
+  const unsigned char* text = reinterpret_cast<const unsigned char*>(doc.text);
+  for (; at < offset; ++at) {
+    if (text[at] == '\n') {
+      ++where.line;
+      where.column = 1;
+    } else if ((text[at] & 0xC0) != 0x80) {
+      ++where.column;
+    }
+    if ((at + 1) % kLineMarkEvery == 0 && (doc.lineMarks.empty() || doc.lineMarks.back().offset <= at))
+      doc.lineMarks.push_back(Document::LineMark{at + 1, where});
+  }
+  return where;
+}
+
+Location locateTape(Tree* tree, const uint64_t raw[2]) {
+  if (!s_positionsWanted || tree == nullptr) return Location{};
+  const auto* doc = reinterpret_cast<const simdjson::dom::document*>(raw[0]);
+  size_t offset = 0;
+  if (doc == nullptr || !textOffset(*tree, *doc, raw[1], offset)) return Location{};
+  return lineAndColumn(*tree->owner, fileOffset(*tree, offset));
+}
+
+}  // namespace
+
+void setPositionsWanted(bool on) { s_positionsWanted = on; }
+bool positionsWanted() { return s_positionsWanted; }
+
+Location locate(const Value& value) { return locateTape(ValueAccess::tree(value), ValueAccess::raw(value)); }
+
+Location locateKey(const bcf_iterator& entry) { return locateTape(ValueAccess::tree(entry), ValueAccess::raw(entry)); }
+
+}  // namespace kit::config
