@@ -19,6 +19,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   args.push_back("--transport");
   if (data[0] & 4) args.push_back("--verbose");
+  // A located format: every place the findings name is checked (fuzz_support.h).
+  if (data[0] & 16) {
+    args.push_back("--format");
+    args.push_back(data[0] & 32 ? "gnu" : "sarif");
+  }
   kit::config::setListBatchBytes(data[0] & 8 ? 16 : 256 * 1024);  // small inputs cut into batches too
   int status = sandbox.run(args);
   if (status != 0 && status != 1) std::abort();

@@ -13,12 +13,34 @@
 #include "driver/run.h"
 #include "framework/fw_state.h"
 #include "platform/tbx.h"
+#include "support/report.h"
 #include "test_helpers.h"
 
 namespace fuzzing {
 
 inline const char* const kKnownNames[] = {"framework.json", "servicemgr.json", "servicemgr_restart.json",
                                           "uvkstartup.json"};
+
+// A place must stand on a character of its file, or just past a line's end;
+// columns count code points.
+inline void checkPlace(const std::string& file, kit::config::Location at) {
+  if (at.line == 0) return;
+  const std::string text = readFile(file);
+  uint32_t line = 1, column = 1;
+  for (std::size_t i = 0; i < text.size() && line < at.line; ++i)
+    if (text[i] == '\n') ++line;
+  if (line != at.line) std::abort();
+  std::size_t start = 0;
+  for (uint32_t l = 1; l < at.line; ++l) start = text.find('\n', start) + 1;
+  for (std::size_t i = start; i < text.size() && text[i] != '\n'; ++i)
+    if ((static_cast<unsigned char>(text[i]) & 0xc0) != 0x80) ++column;
+  if (at.column < 1 || at.column > column) std::abort();
+}
+
+inline void checkPlaces(const support::Finding& f) {
+  checkPlace(f.file, f.at);
+  for (const support::Related& r : f.related) checkPlace(r.file, r.at);
+}
 
 inline void writeFile(const std::string& path, const char* data, size_t size) {
   std::ofstream(path, std::ios::binary | std::ios::trunc).write(data, static_cast<std::streamsize>(size));
@@ -40,6 +62,7 @@ struct Sandbox {
     tbx::cout.redirect(devnull);
     tbx::cerr.redirect(devnull);
     dup2(devnull, 0);
+    support::observeFindings(checkPlaces);
   }
 
   int run(const std::vector<std::string>& args) {

@@ -121,8 +121,10 @@ def inside(work, finding, path):
 
 def check_run(binary, args, case, work, limit, want_status, schemas):
     problems, found, fresh = [], {}, []
+    setup = os.path.join(case, "setup")
+    piped = os.path.exists(setup) and "mkfifo" in open(setup).read()
     for fmt in FORMATS:
-        if os.path.exists(os.path.join(work, "pipe.json")):
+        if piped:
             # a pipe gives its text once: every run gets a fresh copy
             fresh.append(tempfile.TemporaryDirectory())
             work, limit = run_e2e.prepare(case, fresh[-1].name)

@@ -15,6 +15,8 @@ struct State {
   driver::Document doc;
 };
 
+void (*s_observer)(const Finding&) = nullptr;
+
 State& state() {
   static State s;
   return s;
@@ -61,8 +63,11 @@ Format format() { return state().format; }
 void setFile(std::string_view path) { state().file.assign(path); }
 const std::string& currentFile() { return state().file; }
 
+void observeFindings(void (*observer)(const Finding&)) { s_observer = observer; }
+
 void report(Finding&& f) {
   State& s = state();
+  if (s_observer != nullptr) s_observer(f);
   // The transport report shows its failures in its table whatever the format.
   if (f.onStderr && s.format != Format::Text) transportLine(std::string(f.mark) + f.message);
   switch (s.format) {

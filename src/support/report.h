@@ -128,6 +128,9 @@ void transportLine(std::string_view line);
 // exit status the run ends with.
 void finish(int status);
 
+// Test hook: `observer` sees every finding as it is reported (null: none).
+void observeFindings(void (*observer)(const Finding&));
+
 // Forgets everything gathered (tools that run several checks in one process).
 void resetReport();
 
