@@ -112,9 +112,10 @@ def from_junit(text):
 def inside(work, finding, path):
     """A position must stand on a character of its file (or just past a line's end)."""
     _, _, _, line, col = finding
-    if line == 0:
+    path = os.path.join(work, path)
+    if line == 0 or not os.path.isfile(path):  # a pipe was read once already
         return True
-    with open(os.path.join(work, path), "rb") as f:
+    with open(path, "rb") as f:
         lines = f.read().split(b"\n")
     return line <= len(lines) and 1 <= col <= len(lines[line - 1].decode("utf-8", "replace")) + 1
 

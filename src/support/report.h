@@ -4,9 +4,10 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
+#include <functional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "platform/kit_config.h"
@@ -112,7 +113,12 @@ struct FirstPlaces {
     if (kit::config::positionsWanted()) places.try_emplace(std::string(name), locate());
   }
   Location of(std::string_view name) const;
-  std::map<std::string, Location, std::less<>> places;
+
+  struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+  };
+  std::unordered_map<std::string, Location, Hash, std::equal_to<>> places;
 };
 
 // --- The driver's part -------------------------------------------------
