@@ -161,7 +161,7 @@ def main():
         for f in sorted(glob.glob(os.path.join(o.shared, "*.json"))) + [big]:
             mb = os.path.getsize(f) / 1e6
             b.ratio("1", "parse only %s (%.1f MB) vs reference" % (os.path.basename(f), mb),
-                    parse_only(f), [ref, f], limit=1.3)
+                    parse_only(f), [ref, f], limit=1.0)
 
     full100k = check_files(cc, system_files(sys100k))
     if "2" in only:
@@ -181,14 +181,14 @@ def main():
     if "4" in only:
         count = len(os.listdir(many))
         b.ratio("4", "--dir over %d small files vs reference --dir" % count, [cc, "--dir", many],
-                [ref, "--dir", many], limit=2)
+                [ref, "--dir", many], limit=1.5)
 
     if "5" in only:
         e2k, e1k = os.path.join(data, "transport2000.err"), os.path.join(data, "transport1000.err")
         ta, tb = b.ratio("5", "--transport per pair: 2000 vs 1000 procs",
                          check_files(cc, system_files(sys2k), ["--transport"]),
                          check_files(cc, system_files(sys1k), ["--transport"]),
-                         scale_a=1 / (2000 * 1999), scale_b=1 / (1000 * 999), limit=1.3, a_err=e2k, b_err=e1k)
+                         scale_a=1 / (2000 * 1999), scale_b=1 / (1000 * 999), limit=1.2, a_err=e2k, b_err=e1k)
         with open(e1k, "rb") as f:
             report = f.read()
         lines = report.count(b"\n")

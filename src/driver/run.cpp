@@ -151,9 +151,12 @@ int run(int argc, const char* const* argv) {
       knownFile->path = path;
       knownFile->parser.reset();  // a later file of a kind replaces an earlier one
       knownFile->top = nullptr;
-      auto lists = transport && knownFile == &known.framework ? kit::config::JSONParser::Whole
-                                                              : kit::config::JSONParser::Batched;
-      auto parser = std::make_unique<kit::config::JSONParser>(lists);
+      using kit::config::JSONParser;
+      JSONParser::Lists lists = JSONParser::Batched;
+      if (knownFile == &known.framework && transport) lists = JSONParser::Whole;
+      // These two checks only walk the members of the top-level object.
+      if (knownFile == &known.restart || knownFile == &known.uvk) lists = JSONParser::BatchedMembers;
+      auto parser = std::make_unique<JSONParser>(lists);
       kit::config::Dictionary* dict = nullptr;
       kit::config::Array* array = nullptr;
       watch.start();
@@ -175,6 +178,7 @@ int run(int argc, const char* const* argv) {
     }
   }
 
+  kit::config::releaseSyntaxRoom();
   if (!errorFlag) runContentChecks(known, Verbose, transport, checkResult, errorFlag);
 
   const int status = errorFlag || checkResult ? 1 : 0;

@@ -9,15 +9,17 @@
 
 namespace kit::config {
 
-// A large list of the file, standing in the document as an empty array.
+// A large list of the file, standing in the document as an empty array; or
+// the members of a large top-level object, which stands there empty.
 struct List {
-  size_t id = 0;  // the empty array's handle in the file's tree
+  size_t id = 0;  // the empty array's or object's handle in the file's tree
+  bool members = false;
   ListLayout layout;
   simdjson::dom::parser parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
   Tree tree;
   size_t batch = SIZE_MAX;  // the one parsed now
-  simdjson::dom::array entries;
-  size_t entriesId = 0;
+  simdjson::dom::element root;  // of that batch: an array of entries, or an object
+  size_t rootId = 0;
 };
 
 // Parses the document's text without the entries of the lists of `layout`,
@@ -26,5 +28,8 @@ simdjson::error_code parseSkeleton(Document& doc, const Layout& layout, simdjson
 
 // Entry `index` of `list`, parsing its batch when another one is parsed now.
 bool listEntry(Document& doc, List& list, uint32_t index, simdjson::dom::element& out);
+
+// The members of batch `b` of a large top-level object; false past the last.
+bool memberBatch(Document& doc, List& list, size_t b, simdjson::dom::object& out);
 
 }  // namespace kit::config

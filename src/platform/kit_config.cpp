@@ -188,7 +188,7 @@ void Document::reset() {
 }
 
 List* Document::listFor(const Tree* tree, size_t id) {
-  if (tree != &main) return nullptr;
+  if (tree != &main || lists.empty()) return nullptr;
   for (auto& list : lists)
     if (list->id == id) return list.get();
   return nullptr;
@@ -202,6 +202,12 @@ Value Value::get(std::string_view key) const {
   simdjson::dom::object o;
   if (e.get_object().get(o)) return Value();
   element child;
+  if (List* list = m_doc->owner->listFor(m_doc, m_raw[1]); list != nullptr && list->members) {
+    // Only a reader that does not walk the members at the same time may ask.
+    for (size_t b = 0; memberBatch(*m_doc->owner, *list, b, o); ++b)
+      if (!o.at_key(key).get(child)) return list->tree.wrap(child);
+    return Value();
+  }
   try {
     if (!m_doc->member(o, m_raw[1], key, child)) return Value();
   } catch (const std::bad_alloc&) {
@@ -276,7 +282,12 @@ bcf_iterator Value::begin() const {
   bcf_iterator it;
   simdjson::dom::object o;
   if (m_doc == nullptr || fromRaw<element>(m_raw).get_object().get(o)) return it;
-  it.m_doc = m_doc;
+  if (List* list = m_doc->owner->listFor(m_doc, m_raw[1]); list != nullptr && list->members) {
+    if (!memberBatch(*m_doc->owner, *list, 0, o)) return end();
+    it.m_doc = &list->tree;
+  } else {
+    it.m_doc = m_doc;
+  }
   toRaw(o.begin(), it.m_raw);
   return it;
 }
@@ -285,6 +296,11 @@ bcf_iterator Value::end() const {
   bcf_iterator it;
   simdjson::dom::object o;
   if (m_doc == nullptr || fromRaw<element>(m_raw).get_object().get(o)) return it;
+  if (List* list = m_doc->owner->listFor(m_doc, m_raw[1]); list != nullptr && list->members) {
+    it.m_doc = &list->tree;
+    it.m_raw[1] = SIZE_MAX;  // past the last batch
+    return it;
+  }
   it.m_doc = m_doc;
   toRaw(o.end(), it.m_raw);
   return it;
@@ -296,6 +312,18 @@ bcf_iterator& bcf_iterator::operator++() {
   ObjectIter it = fromRaw<ObjectIter>(m_raw);
   ++it;
   toRaw(it, m_raw);
+  List* list = m_doc->list;
+  if (list != nullptr && list->members) {
+    // The members of a large top-level object go on in the next batch.
+    simdjson::dom::object o;
+    if (list->root.get_object().get(o) || !(it == o.end())) return *this;
+    if (memberBatch(*m_doc->owner, *list, list->batch + 1, o)) {
+      toRaw(o.begin(), m_raw);
+    } else {
+      m_raw[0] = 0;
+      m_raw[1] = SIZE_MAX;
+    }
+  }
   return *this;
 }
 
@@ -328,6 +356,8 @@ int outOfMemoryFails(Body&& body) {
 }
 
 }  // namespace
+
+void releaseSyntaxRoom() { releaseSyntaxWalker(); }
 
 void setListBatchBytes(size_t bytes) { gListBatchBytes = bytes == 0 ? 1 : bytes; }
 
@@ -377,14 +407,15 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
     size_t len = 0;
     if (load(path, maxLineLength, buf, len) != 0) return 1;
     Layout layout;
-    if (m_lists == Batched && len > gListBatchBytes) {
+    if (m_lists != Whole && len > gListBatchBytes) {
       // The streaming walk judges the whole text and finds where lists can be cut.
       bool scalar = false;
       if (simdjson::error_code err = walkSyntax(buf, len, scalar, &layout, gListBatchBytes)) return fail(err, buf, len);
+      if (m_lists != BatchedMembers) layout.members = ListLayout{};
     }
     element root;
     simdjson::error_code err;
-    if (layout.lists.empty()) {
+    if (layout.lists.empty() && layout.members.cuts.empty()) {
       err = m_doc->slot->parse(buf, len, root);
       m_doc->main.text = buf;
     } else {

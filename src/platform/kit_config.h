@@ -85,8 +85,10 @@ class bcf_iterator {
 class JSONParser {
  public:
   // A caller that keeps values from the entries of large lists while it reads
-  // other entries asks for `Whole` documents (see parseFile).
-  enum Lists { Batched, Whole };
+  // other entries asks for `Whole` documents (see parseFile). A caller that
+  // reads the top-level object only by walking its members once, in order,
+  // may have those parsed in batches too (`BatchedMembers`).
+  enum Lists { Batched, Whole, BatchedMembers };
   explicit JSONParser(Lists lists = Batched);
   ~JSONParser();
   JSONParser(const JSONParser&) = delete;
@@ -115,6 +117,10 @@ class JSONParser {
   Value m_top;
   Lists m_lists;
 };
+
+// Syntax checks keep their room from one file to the next, since fresh memory
+// is slow to come by; a run gives it back when its files are all read.
+void releaseSyntaxRoom();
 
 // Bytes of a top-level list parsed at a time (default 256 KiB). Tests set it
 // small to take that path with small files.

@@ -36,6 +36,7 @@ struct Slot {
 // built over it.
 struct Tree {
   Document* owner = nullptr;
+  List* list = nullptr;  // the large list whose batches this tree holds, if any
   // Where the tree's text lies: the parser that read it (its structural index
   // gives where each value starts) and the file offset of the text's first
   // byte. The file's own tree may have been read from a skeleton instead.

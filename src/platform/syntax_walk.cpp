@@ -9,9 +9,6 @@ namespace od = simdjson::ondemand;
 
 namespace {
 
-// Above this the parser's buffers are given back after a walk: checks hold
-// documents while name sets grow.
-constexpr size_t kKeepBytes = size_t(16) << 20;
 // The parser counts the document itself as a level and asserts, in builds
 // with its development checks, that a walk stays within its depth; our own
 // count of 1024 levels must be what stops a deep file.
@@ -32,11 +29,9 @@ struct Walker {
     return scratch != nullptr;
   }
   void release() {
-    if (parser.capacity() > kKeepBytes) parser = od::parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
-    if (scratchCapacity > kKeepBytes) {
-      scratch.reset();
-      scratchCapacity = 0;
-    }
+    parser = od::parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
+    scratch.reset();
+    scratchCapacity = 0;
   }
 };
 
@@ -162,12 +157,21 @@ simdjson::error_code walk(Walker& w, const char* buf, size_t len, bool& scalar, 
     return simdjson::SUCCESS;
   }
   if (layout != nullptr && type == od::json_type::object) {
+    const char* open = buf;
+    while (isBlank(*open)) ++open;
+    std::vector<size_t> memberCuts{static_cast<size_t>(open - buf)};
+    std::vector<uint32_t> memberFirsts{0};
     od::object object;
     if (auto err = doc.get_object().get(object)) return err;
     uint32_t ordinal = 0;
     for (auto item : object) {
       od::field field;
       if (auto err = std::move(item).get(field)) return err;
+      const char* key = field.key().raw() - 1;  // its opening quote
+      if (ordinal > 0 && static_cast<size_t>(key - buf) - memberCuts.back() >= batchBytes) {
+        memberCuts.push_back(lastTokenByte(buf, key));  // the comma before this member
+        memberFirsts.push_back(ordinal);
+      }
       if (auto err = readString(w, field.key())) return err;
       od::value value = field.value();
       od::json_type memberType;
@@ -180,7 +184,14 @@ simdjson::error_code walk(Walker& w, const char* buf, size_t len, bool& scalar, 
       } else if (auto err = readAll(w, value, 2)) {
         return err;
       }
+      if (ordinal == UINT32_MAX) return simdjson::CAPACITY;
       ++ordinal;
+    }
+    if (layout->lists.empty() && memberCuts.size() > 1) {
+      memberCuts.push_back(lastTokenByte(buf, buf + len));  // the closing brace
+      memberFirsts.push_back(ordinal);
+      layout->members.cuts = std::move(memberCuts);
+      layout->members.firsts = std::move(memberFirsts);
     }
   } else {
     od::value root;
@@ -197,10 +208,9 @@ simdjson::error_code walk(Walker& w, const char* buf, size_t len, bool& scalar, 
 
 simdjson::error_code walkSyntax(const char* buf, size_t len, bool& scalar, Layout* layout, size_t batchBytes) {
   scalar = false;
-  Walker& w = walker();
-  simdjson::error_code err = walk(w, buf, len, scalar, layout, batchBytes);
-  w.release();
-  return err;
+  return walk(walker(), buf, len, scalar, layout, batchBytes);
 }
+
+void releaseSyntaxWalker() { walker().release(); }
 
 }  // namespace kit::config

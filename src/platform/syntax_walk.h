@@ -26,12 +26,19 @@ struct ListLayout {
 
 struct Layout {
   std::vector<ListLayout> lists;
+  // A large top-level object without large lists has its own members cut the
+  // same way (braces and commas); empty otherwise.
+  ListLayout members;
 };
 
 // Checks the syntax of `buf` (padded). A top-level scalar is not walked and
 // sets `scalar`: the document parser must judge it. With `layout`, the lists
-// of a top-level object are cut into batches of about `batchBytes`; a list
-// that fits one batch is not noted.
+// of a top-level object are cut into batches of about `batchBytes`, or, when
+// it has none worth cutting, its own members; what fits one batch is not noted.
 simdjson::error_code walkSyntax(const char* buf, size_t len, bool& scalar, Layout* layout, size_t batchBytes);
+
+// The walks share one parser, kept as large as the largest file so far: fresh
+// memory is slow to come by. The checks give it back before they start.
+void releaseSyntaxWalker();
 
 }  // namespace kit::config

@@ -35,31 +35,31 @@ struct Walk {
     return out;
   }
 
-  void report(std::string_view key, const kit::config::bcf_iterator& first, const kit::config::bcf_iterator& again) {
-    found(RepeatedKey{render(), key, kit::config::locateKey(first), kit::config::locateKey(again)});
-  }
+  // Keys are copied: the members of a large top-level object come in batches,
+  // and a batch's keys go with it.
+  struct Seen {
+    std::string key;
+    kit::config::Location at;
+  };
 
   void object(const Value& value) {
-    std::vector<kit::config::bcf_iterator> seen;
-    std::unordered_map<std::string_view, kit::config::bcf_iterator> index;
+    std::vector<Seen> seen;
+    std::unordered_map<std::string, kit::config::Location> index;
     for (auto it = value.begin(), end = value.end(); it != end; ++it) {
       const std::string_view key = it.key();
+      const Seen* first = nullptr;
       if (index.empty() && seen.size() < kSmallObject) {
-        bool repeated = false;
-        for (const auto& earlier : seen) {
-          if (earlier.key() == key) {
-            report(key, earlier, it);
-            repeated = true;
-            break;
-          }
-        }
-        if (!repeated) seen.push_back(it);
+        for (const Seen& earlier : seen)
+          if (earlier.key == key) first = &earlier;
+        if (first == nullptr) seen.push_back(Seen{std::string(key), kit::config::locateKey(it)});
       } else {
         if (index.empty())
-          for (const auto& earlier : seen) index.emplace(earlier.key(), earlier);
-        auto [at, added] = index.emplace(key, it);
-        if (!added) report(key, at->second, it);
+          for (Seen& earlier : seen) index.emplace(std::move(earlier.key), earlier.at);
+        auto [at, added] = index.try_emplace(std::string(key), kit::config::Location{});
+        if (added) at->second = kit::config::locateKey(it);
+        else found(RepeatedKey{render(), key, at->second, kit::config::locateKey(it)});
       }
+      if (first != nullptr) found(RepeatedKey{render(), key, first->at, kit::config::locateKey(it)});
       path.push_back(Step{key});
       any(it.value());
       path.pop_back();

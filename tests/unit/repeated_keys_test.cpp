@@ -17,9 +17,9 @@ TEST(RepeatedKeys, EveryObjectNamedByItsPath) {
   ScratchDir dir;
   const std::string path = dir.write("f.json", text);
   kit::config::setPositionsWanted(true);
-  for (size_t bytes : {size_t(1), size_t(256) << 10}) {
+  for (size_t bytes : {size_t(1), size_t(100), size_t(256) << 10}) {
     kit::config::setListBatchBytes(bytes);
-    kit::config::JSONParser parser;
+    kit::config::JSONParser parser(kit::config::JSONParser::BatchedMembers);
     kit::config::Dictionary* top = nullptr;
     kit::config::Array* array = nullptr;
     ASSERT_EQ(parser.parseFile(path.c_str(), top, array, 0), 0);
@@ -39,6 +39,22 @@ TEST(RepeatedKeys, EveryObjectNamedByItsPath) {
   }
   kit::config::setListBatchBytes(256 << 10);
   kit::config::setPositionsWanted(false);
+}
+
+// Members of a top-level object read in batches: the first key's batch is
+// gone when the repeat is found.
+TEST(RepeatedKeys, AcrossBatchesOfMembers) {
+  ScratchDir dir;
+  const std::string path = dir.write("f.json", "{\"a\": {\"x\": 1}, \"b\": 2,\n \"a\": 3}");
+  kit::config::setListBatchBytes(1);
+  kit::config::JSONParser parser(kit::config::JSONParser::BatchedMembers);
+  kit::config::Dictionary* top = nullptr;
+  kit::config::Array* array = nullptr;
+  ASSERT_EQ(parser.parseFile(path.c_str(), top, array, 0), 0);
+  std::string found;
+  support::findRepeatedKeys(*top, [&](const support::RepeatedKey& r) { found += r.object + "|" + std::string(r.key); });
+  kit::config::setListBatchBytes(256 << 10);
+  EXPECT_EQ(found, "|a");
 }
 
 }  // namespace

@@ -146,6 +146,31 @@ TEST(Value, ListsReadInBatchesReadAsAWholeParse) {
   }
 }
 
+// A large top-level object without large lists is read a batch of members
+// at a time; its walk, its lookups and what it holds read as a whole parse.
+TEST(Value, MembersReadInBatchesReadAsAWholeParse) {
+  std::string text = "{";
+  for (int i = 0; i < 200; ++i)
+    text += (i ? ",\n \"m" : "\"m") + std::to_string(i) + "\": {\"n\": [" + std::to_string(i) + ", {\"x\": \"" +
+            std::string(i % 9, 'y') + "\"}], \"e\": {}}";
+  text += ", \"m7\": 7}";
+  ScratchDir dir;
+  const std::string path = dir.write("restart.json", text);
+  auto read = [&] {
+    JSONParser parser(JSONParser::BatchedMembers);
+    Dictionary* top = nullptr;
+    Array* array = nullptr;
+    if (parser.parseFile(path.c_str(), top, array, 0) != 0 || top == nullptr) return std::string("failed");
+    return render(*top) + "|" + render(top->get("m150")) + render(top->get("m7")) + render(top->get("none"));
+  };
+  const std::string whole = read();
+  ASSERT_NE(whole.find("m199:{"), std::string::npos);
+  for (size_t bytes : {1, 64, 1000}) {
+    BatchBytes small(bytes);
+    EXPECT_EQ(read(), whole) << bytes;
+  }
+}
+
 TEST(Parser, ReasonsNameThePlace) {
   EXPECT_EQ(Parsed("{\n  \"a\": 1\n  \"b\": 2\n}").reason, "line 2, column 9: missing ',' between two members");
   EXPECT_EQ(Parsed("[1e400]").reason, "line 1, column 2: number out of range: 1e400");
