@@ -16,7 +16,9 @@ void resetState() {
   for (support::NameSet* set : {&ProcessKeys, &NodeNames, &ProcessNames, &ApplicationNames, &IpConnections, &ResmanPaths})
     set->destroy();
   ProcessIds.destroy();
-  FirstPlaces = FirstPlacesOf{};
+  for (support::FirstPlaces* places : {&FirstPlaces.nodes, &FirstPlaces.processes, &FirstPlaces.ids,
+                                       &FirstPlaces.applications, &FirstPlaces.ipConnections, &FirstPlaces.resmanPaths})
+    places->clear();
   Verbose = false;
 }
 

@@ -94,6 +94,7 @@ void Tree::clear() {
   bigArraySizes.clear();
   keyIndex.clear();
   tapeMarks.clear();
+  lastAsked = TapeMark{0, 0};
 }
 
 Value Tree::wrap(const element& e) {
@@ -185,6 +186,7 @@ void Document::reset() {
   text = nullptr;
   len = 0;
   lineMarks.clear();
+  lastAsked = LineMark{0, Location{1, 1}};
 }
 
 List* Document::listFor(const Tree* tree, size_t id) {

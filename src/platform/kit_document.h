@@ -60,6 +60,7 @@ struct Tree {
     uint32_t structural;
   };
   std::vector<TapeMark> tapeMarks;
+  TapeMark lastAsked{0, 0};  // the entry asked for last; asking in order walks on from it
 
   void clear();
   Value wrap(const simdjson::dom::element& e);
@@ -84,6 +85,7 @@ struct Document {
     Location location;
   };
   std::vector<LineMark> lineMarks;
+  LineMark lastAsked{0, Location{1, 1}};
 
   Document();
   ~Document();

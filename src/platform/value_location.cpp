@@ -40,6 +40,10 @@ bool textOffset(Tree& tree, const simdjson::dom::document& doc, size_t index, si
     t = mark->tape;
     s = mark->structural;
   }
+  if (tree.lastAsked.tape > t && tree.lastAsked.tape <= index) {
+    t = tree.lastAsked.tape;
+    s = tree.lastAsked.structural;
+  }
   // The first structural is the root value; a batch's may read as a comma,
   // since its bracket was put there only for the parse.
   auto skipSeparators = [&] {
@@ -56,6 +60,7 @@ bool textOffset(Tree& tree, const simdjson::dom::document& doc, size_t index, si
       tree.tapeMarks.push_back(Tree::TapeMark{t, s});
   }
   if (t != index) return false;
+  tree.lastAsked = Tree::TapeMark{t, s};
   out = structurals[s];
   return true;
 }
@@ -78,6 +83,10 @@ Location lineAndColumn(Document& doc, size_t offset) {
     at = mark->offset;
     where = mark->location;
   }
+  if (doc.lastAsked.offset > at && doc.lastAsked.offset <= offset) {
+    at = doc.lastAsked.offset;
+    where = doc.lastAsked.location;
+  }
   const unsigned char* text = reinterpret_cast<const unsigned char*>(doc.text);
   for (; at < offset; ++at) {
     if (text[at] == '\n') {
@@ -89,6 +98,7 @@ Location lineAndColumn(Document& doc, size_t offset) {
     if ((at + 1) % kLineMarkEvery == 0 && (doc.lineMarks.empty() || doc.lineMarks.back().offset <= at))
       doc.lineMarks.push_back(Document::LineMark{at + 1, where});
   }
+  doc.lastAsked = Document::LineMark{offset, where};
   return where;
 }
 

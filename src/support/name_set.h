@@ -126,6 +126,16 @@ class SlotTable {
   uint32_t m_size = 0;
 };
 
+inline uint32_t nameHash(std::string_view key) {
+  const uint64_t h = std::hash<std::string_view>{}(key);
+  return static_cast<uint32_t>(h ^ (h >> 32));
+}
+
+// `stored` holds `storedSizePlusOne - 1` bytes; an empty view may hold no pointer.
+inline bool sameName(uint32_t storedSizePlusOne, const char* stored, std::string_view key) {
+  return storedSizePlusOne == key.size() + 1 && (key.empty() || std::memcmp(stored, key.data(), key.size()) == 0);
+}
+
 class NameSet {
  public:
   // True when the key was added, false when an equal key was there already.
@@ -137,7 +147,7 @@ class NameSet {
     if (!slot->empty()) return false;
     Slot value{hash, static_cast<uint32_t>(key.size()) + 1, {}};
     if (key.size() <= kInline) {
-      std::memcpy(value.bytes, key.data(), key.size());
+      if (!key.empty()) std::memcpy(value.bytes, key.data(), key.size());  // an empty view may hold no pointer
     } else {
       char* copy = static_cast<char*>(m_keys.allocate(key.size(), 1));
       std::memcpy(copy, key.data(), key.size());
@@ -178,14 +188,62 @@ class NameSet {
     std::string_view key;
     uint32_t hash;
     bool operator()(const Slot& slot) const {
-      return slot.hashBits == hash && slot.sizePlusOne == key.size() + 1 &&
-             std::memcmp(slot.key(), key.data(), key.size()) == 0;
+      return slot.hashBits == hash && sameName(slot.sizePlusOne, slot.key(), key);
     }
   };
-  static uint32_t hashOf(std::string_view key) {
-    const uint64_t h = std::hash<std::string_view>{}(key);
-    return static_cast<uint32_t>(h ^ (h >> 32));
+  static uint32_t hashOf(std::string_view key) { return nameHash(key); }
+
+  SlotTable<Slot> m_table;
+  KeyArena m_keys;
+};
+
+// Names with a word of data each, the first recorded kept; the keys are
+// compared as NameSet compares them.
+class NameMap {
+ public:
+  // Records `data` for a key not seen before; false for a repeat.
+  template <class Make>
+  bool insert(std::string_view key, Make makeData) {
+    key = asCString(key);
+    const uint32_t hash = hashOf(key);
+    m_table.reserveOne();
+    Slot* slot = m_table.probe(hash, Same{key, hash});
+    if (!slot->empty()) return false;
+    char* copy = key.empty() ? nullptr : static_cast<char*>(m_keys.allocate(key.size(), 1));
+    if (copy != nullptr) std::memcpy(copy, key.data(), key.size());
+    m_table.fill(slot, Slot{hash, static_cast<uint32_t>(key.size()) + 1, copy, makeData()});
+    return true;
   }
+  // The data of `key`, or null.
+  const uint64_t* find(std::string_view key) const {
+    if (m_table.isEmpty()) return nullptr;
+    key = asCString(key);
+    const uint32_t hash = hashOf(key);
+    const Slot* slot = m_table.probe(hash, Same{key, hash});
+    return slot->empty() ? nullptr : &slot->data;
+  }
+  void destroy() {
+    m_table.release();
+    m_keys.release();
+  }
+
+ private:
+  struct Slot {
+    uint32_t hashBits;
+    uint32_t sizePlusOne;  // 0: empty
+    const char* key;
+    uint64_t data;
+    bool empty() const { return sizePlusOne == 0; }
+    uint32_t hash() const { return hashBits; }
+  };
+  struct Same {
+    std::string_view key;
+    uint32_t hash;
+    bool operator()(const Slot& slot) const {
+      return slot.hashBits == hash && sameName(slot.sizePlusOne, slot.key, key);
+    }
+  };
+  static uint32_t hashOf(std::string_view key) { return nameHash(key); }
 
   SlotTable<Slot> m_table;
   KeyArena m_keys;

@@ -90,8 +90,9 @@ void textLine(std::string_view line) {
 }
 
 Location FirstPlaces::of(std::string_view name) const {
-  auto it = places.find(name);
-  return it != places.end() ? it->second : Location{};
+  const uint64_t* packed = places.find(name);
+  if (packed == nullptr) return Location{};
+  return Location{static_cast<uint32_t>(*packed >> 32), static_cast<uint32_t>(*packed)};
 }
 
 void fileStart(std::string_view path) {

@@ -7,10 +7,10 @@
 #include <functional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "platform/kit_config.h"
+#include "support/name_set.h"
 
 namespace support {
 
@@ -110,15 +110,13 @@ void textLine(std::string_view line);
 struct FirstPlaces {
   template <typename Locate>
   void note(std::string_view name, Locate locate) {
-    if (kit::config::positionsWanted()) places.try_emplace(std::string(name), locate());
+    if (kit::config::positionsWanted()) places.insert(name, [&] { return pack(locate()); });
   }
   Location of(std::string_view name) const;
+  void clear() { places.destroy(); }
 
-  struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
-  };
-  std::unordered_map<std::string, Location, Hash, std::equal_to<>> places;
+  static uint64_t pack(Location at) { return uint64_t(at.line) << 32 | at.column; }
+  NameMap places;
 };
 
 // --- The driver's part -------------------------------------------------

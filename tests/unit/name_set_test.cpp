@@ -15,10 +15,12 @@ TEST(NameSet, KeysAreExactCStrings) {
   EXPECT_FALSE(set.insert("alpha"));
   EXPECT_TRUE(set.insert("Alpha"));
   EXPECT_TRUE(set.insert("alpha "));
-  EXPECT_TRUE(set.insert(""));
+  EXPECT_TRUE(set.insert(std::string_view{}));  // the empty name of an entry without one
+  EXPECT_FALSE(set.insert(""));
   EXPECT_TRUE(set.insert("\xc3\xa4"));
   EXPECT_EQ(set.size(), 5u);
   EXPECT_TRUE(set.contains(""));
+  EXPECT_TRUE(set.contains(std::string_view{}));
   EXPECT_FALSE(set.contains("alph"));
   EXPECT_FALSE(set.insert(std::string_view("alpha\0tail", 10)));  // a key ends at its NUL
   EXPECT_TRUE(set.contains("alpha"));
