@@ -42,6 +42,8 @@ for target in known_files command_line syntax_agreement; do
     printf -- '--file\0framework.json\0--file\0servicemgr.json\0--transport' > "$corpus/seed-files"
     printf -- '--dir\0.\0--maxlinelength\0-1\0--verbose' > "$corpus/seed-dir"
     printf -- '--file\0sub.json\0--file\0broken.json\0--file\0' > "$corpus/seed-bad"
+    printf -- '--strict\0--dir\0.\0--format\0sarif\0--maxlinelength\0x1' > "$corpus/seed-strict"
+    printf -- '--format\0gnu\0--file\0framework.json\0--help\0--version' > "$corpus/seed-ours"
   fi
   regressions=("$root"/fuzz/regressions/$target/*)
   if [ -e "${regressions[0]}" ]; then

@@ -34,7 +34,7 @@ import rules_doc  # noqa: E402
 
 FORMATS = ("gnu", "json", "sarif", "github", "junit")
 GNU = re.compile(r"^(.*?)(?::(\d+):(\d+))?: (error|note): (.*?)(?: \[([A-Z]\d+)\])?$")
-GITHUB = re.compile(r"^::(error|notice) file=([^,:]*)(?:,line=(\d+),col=(\d+))?(?:,title=([^,:]*))?::(.*)$")
+GITHUB = re.compile(r"^::(error|notice)(?: file=([^,:]*))?(?:,line=(\d+),col=(\d+))?(?:[ ,]title=([^,:]*))?::(.*)$")
 # C0 controls but the line feed, DEL, and C1 controls as UTF-8.
 CONTROL = re.compile(rb"[\x00-\x09\x0b-\x1f\x7f]|\xc2[\x80-\x9f]")
 SEVERITY = {"error": "error", "note": "info", "notice": "info", "info": "info"}
@@ -62,7 +62,8 @@ def from_json(doc):
 def from_sarif(doc):
     out = []
     for r in doc["runs"][0]["results"]:
-        region = r["locations"][0]["physicalLocation"].get("region", {})
+        # a finding about the run as a whole stands nowhere
+        region = r["locations"][0]["physicalLocation"].get("region", {}) if "locations" in r else {}
         out.append((r["ruleId"], "error" if r["level"] == "error" else "info", visible(r["message"]["text"]),
                     region.get("startLine", 0), region.get("startColumn", 0)))
     return out
@@ -188,12 +189,13 @@ def main():
             if limit == run_e2e.SKIPPED:
                 continue
             text = run_e2e.run(binary, args, work, limit)
-            if text.returncode == 255:
-                # A wrong command line is reported as in text, whatever the format.
+            if text.returncode == 255 or "--help" in args or "--version" in args:
+                # A wrong command line is reported as in text, whatever the
+                # format; so are the help and the version.
                 problems = [] if not args else [
                     f"{fmt}: {p.returncode} {p.stdout[:80]!r}" for fmt in FORMATS
                     for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]
-                    if p.returncode != 255 or p.stdout != text.stdout]
+                    if p.returncode != text.returncode or p.stdout != text.stdout]
             else:
                 problems = check_run(binary, args, case, work, limit, text.returncode, schemas)
         if problems:

@@ -4,45 +4,89 @@
 #include "framework/check_fw_config.h"
 #include "servicemgr/check_sm_config.h"
 #include "servicemgr/check_sm_restart_config.h"
+#include "support/repeated_keys.h"
 #include "support/report.h"
 #include "uvk/check_uvk_startup.h"
 
 namespace driver {
 
 namespace {
-void announce(const std::string& path) { support::contentStart(path); }
+
+// With --strict, keys written twice in the file's objects are errors.
+bool repeatedKeys(const KnownFile& file, const Options& options) {
+  if (!options.strict || file.top == nullptr) return false;
+  bool found = false;
+  support::findRepeatedKeys(*file.top, [&](const support::RepeatedKey& r) {
+    support::duplicate("K1", r.again, r.first, support::kAsk, "KEYS: '", r.key, "' is written twice in ",
+                       r.object.empty() ? std::string("the top level") : r.object, ", only the first is read");
+    found = true;
+  });
+  return found;
+}
+
+// Checks one known file's content: `check` gives its result, kept in
+// `checkErrors` when asked for.
+template <class Check>
+bool checked(const KnownFile& file, const Options& options, Check check, bool* checkErrors = nullptr) {
+  support::contentStart(file.path);
+  const bool errors = check() != 0;
+  if (checkErrors != nullptr) *checkErrors = errors;
+  return repeatedKeys(file, options) || errors;
+}
+
+// With --strict, a known file whose content the run cannot check is an error.
+bool unchecked(const KnownFile& file, const Options& options, const char* needs) {
+  if (!options.strict) return false;
+  support::setFile(file.path);
+  support::error("K3", kit::config::Location{}, "[cfgcheck]: ", "content of file ", file.path,
+                 " not checked: it needs ", needs);
+  return true;
+}
+
 }  // namespace
 
-void runContentChecks(const KnownFiles& files, bool verbose, bool transport, bool& checkResult, bool& errorFlag) {
+bool runContentChecks(const KnownFiles& files, const Options& options) {
   // The framework file goes first: it declares the names the others refer to.
   const KnownFile& fw = files.framework;
   const KnownFile& sm = files.servicemgr;
   const KnownFile& restart = files.restart;
   const KnownFile& uvk = files.uvk;
-  if (!fw.path.empty()) {
-    announce(fw.path);
-    if (framework::checkFWConfig(fw.path.c_str(), fw.top, verbose) != 0) checkResult = true;
+  const bool hasFw = !fw.path.empty(), hasSm = !sm.path.empty();
+  bool errors = false;
+  if (hasFw)
+    errors |= checked(fw, options, [&] { return framework::checkFWConfig(fw.path.c_str(), fw.top, options.verbose); });
+  if (hasSm) {
+    if (hasFw) errors |= checked(sm, options, [&] { return servicemgr::checkSMconfig(sm.path.c_str(), sm.top); });
+    else errors |= unchecked(sm, options, "framework.json");
   }
-  if (!sm.path.empty() && !fw.path.empty()) {
-    announce(sm.path);
-    if (servicemgr::checkSMconfig(sm.path.c_str(), sm.top) != 0) checkResult = true;
-  }
-  if (!restart.path.empty() && !fw.path.empty()) {
-    announce(restart.path);
-    if (servicemgr::checkSMRestartconfig(restart.path.c_str(), restart.top) != 0) checkResult = true;
-  }
-  bool uvkFindings = false;
-  if (!sm.path.empty() && !fw.path.empty() && !uvk.path.empty()) {
-    announce(uvk.path);
-    if (uvk::checkUVKStartup(uvk.path.c_str(), uvk.top) != 0) {
-      errorFlag = true;
-      uvkFindings = true;
+  if (!restart.path.empty()) {
+    if (hasFw) {
+      errors |= checked(restart, options,
+                        [&] { return servicemgr::checkSMRestartconfig(restart.path.c_str(), restart.top); });
+    } else {
+      errors |= unchecked(restart, options, "framework.json");
     }
   }
-  if (transport && !fw.path.empty() && !uvkFindings) {
-    support::setFile(fw.path);  // the report's failures stand at process entries
-    if (transportReport(fw.top) != 0) checkResult = true;
+  bool uvkFindings = false;
+  if (!uvk.path.empty()) {
+    if (hasFw && hasSm) {
+      errors |= checked(uvk, options, [&] { return uvk::checkUVKStartup(uvk.path.c_str(), uvk.top); }, &uvkFindings);
+    } else {
+      errors |= unchecked(uvk, options, hasFw ? "servicemgr.json" : hasSm ? "framework.json" : "framework.json and servicemgr.json");
+    }
   }
+  // The transport report does not follow findings of the UVK startup check.
+  if (options.transport && hasFw && !uvkFindings) {
+    support::setFile(fw.path);  // the report's failures stand at process entries
+    errors |= transportReport(fw.top) != 0;
+  }
+  return errors;
+}
+
+bool reportNothingChecked() {
+  support::setFile("");
+  support::error("K2", kit::config::Location{}, "[cfgcheck]: ", "no file was checked");
+  return true;
 }
 
 }  // namespace driver

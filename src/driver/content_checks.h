@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 
+#include "driver/options.h"
 #include "platform/kit_config.h"
 
 namespace driver {
@@ -23,7 +24,10 @@ struct KnownFiles {
 };
 
 // Checks the content of the known files in their fixed order and prints the
-// transport report when asked. Sets `checkResult` or `errorFlag` on findings.
-void runContentChecks(const KnownFiles& files, bool verbose, bool transport, bool& checkResult, bool& errorFlag);
+// transport report when asked. True when anything was reported as an error.
+bool runContentChecks(const KnownFiles& files, const Options& options);
+
+// With --strict: the run checked no file at all. Returns true, an error.
+bool reportNothingChecked();
 
 }  // namespace driver

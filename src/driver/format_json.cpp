@@ -99,8 +99,9 @@ void writeSarif(const Document& doc) {
   for (const support::Finding& f : doc.findings) {
     json result{{"ruleId", f.rule},
                 {"level", f.severity == support::Severity::Error ? "error" : "note"},
-                {"message", {{"text", fullMessage(f)}}},
-                {"locations", json::array({{{"physicalLocation", physical(f.file, f.at)}}})}};
+                {"message", {{"text", fullMessage(f)}}}};
+    // A finding about the run as a whole (no file was checked) stands nowhere.
+    if (!f.file.empty()) result["locations"] = json::array({{{"physicalLocation", physical(f.file, f.at)}}});
     for (std::size_t i = 0; i < kRuleCount; ++i)
       if (f.rule == kRules[i].id) result["ruleIndex"] = i;
     int id = 0;

@@ -66,7 +66,8 @@ void writeJunit(const Document& doc) {
   std::map<std::string, std::size_t, std::less<>> byPath;
   auto suiteOf = [&](const std::string& path) -> Suite& {
     auto [it, added] = byPath.try_emplace(path, suites.size());
-    if (added) suites.push_back(Suite{path, 0, {}, 0, 0});
+    // A finding about the run as a whole gets the program's suite.
+    if (added) suites.push_back(Suite{path.empty() ? std::string("cfgcheck") : path, 0, {}, 0, 0});
     return suites[it->second];
   };
   for (const FileRecord& f : doc.files) suiteOf(f.path).ms = f.ms;

@@ -16,8 +16,10 @@ void hexEscape(std::string& out, const char* form, unsigned char c) {
   out += kHex[c & 15];
 }
 
-// "path:line:column" or just the path when the place is unknown.
+// "path:line:column" or just the path when the place is unknown; the
+// program's name, as compilers do, for a finding about the run as a whole.
 std::string where(const std::string& file, support::Location at) {
+  if (file.empty()) return "cfgcheck";
   std::string out = visible(file);
   if (at.line != 0) out += ':' + std::to_string(at.line) + ':' + std::to_string(at.column);
   return out;
@@ -37,9 +39,12 @@ std::string githubEscape(std::string_view text, bool property) {
 
 void githubCommand(std::string_view kind, const std::string& file, support::Location at, std::string_view title,
                    const std::string& message) {
-  tbx::cout << "::" << kind << " file=" << githubEscape(file, true);
-  if (at.line != 0) tbx::cout << ",line=" << at.line << ",col=" << at.column;
-  if (!title.empty()) tbx::cout << ",title=" << githubEscape(title, true);
+  std::string properties;
+  if (!file.empty()) properties += ",file=" + githubEscape(file, true);
+  if (!file.empty() && at.line != 0) properties += ",line=" + std::to_string(at.line) + ",col=" + std::to_string(at.column);
+  if (!title.empty()) properties += ",title=" + githubEscape(title, true);
+  tbx::cout << "::" << kind;
+  if (!properties.empty()) tbx::cout << ' ' << std::string_view(properties).substr(1);
   tbx::cout << "::" << githubEscape(message, false) << tbx::endl;
 }
 
