@@ -1,5 +1,7 @@
 #include "platform/syntax_walk.h"
 
+#include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <memory>
 
@@ -143,7 +145,10 @@ simdjson::error_code readList(Walker& w, od::document& doc, od::value value, con
 simdjson::error_code walk(Walker& w, const char* buf, size_t len, bool& scalar, Layout* layout, size_t batchBytes) {
   if (!w.reserveScratch(len)) return simdjson::MEMALLOC;
   if (w.parser.max_depth() != kParserDepth || w.parser.capacity() < len) {
-    const size_t capacity = len > w.parser.capacity() ? len : w.parser.capacity();
+    // Room to spare: a next file a little larger reuses the pages this one
+    // touched instead of having fresh ones zeroed. Untouched room costs nothing.
+    size_t capacity = std::max(len, w.parser.capacity());
+    if (capacity <= simdjson::SIMDJSON_MAXSIZE_BYTES / 2) capacity = std::bit_ceil(capacity);
     if (auto err = w.parser.allocate(capacity, kParserDepth)) return err;
   }
   od::document doc;
