@@ -6,6 +6,17 @@ namespace kit::config {
 
 namespace {
 
+// The room every list parses its batches into, and the list whose batch is in it.
+struct BatchRoom {
+  simdjson::dom::parser parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
+  List* holder = nullptr;
+};
+
+BatchRoom& batchRoom() {
+  static BatchRoom room;
+  return room;
+}
+
 std::unique_ptr<List> newList(Document& doc, const ListLayout& layout, size_t id, size_t maxBatch,
                               simdjson::error_code& err) {
   auto list = std::make_unique<List>();
@@ -13,10 +24,11 @@ std::unique_ptr<List> newList(Document& doc, const ListLayout& layout, size_t id
   list->layout = layout;
   list->tree.owner = &doc;
   list->tree.list = list.get();
-  list->tree.parser = &list->parser;
+  list->tree.parser = &batchRoom().parser;
   // Batches are parsed into the same room, so a value kept past its batch
   // reads another entry's data rather than freed memory.
-  err = list->parser.allocate(maxBatch);
+  simdjson::dom::parser& parser = batchRoom().parser;
+  err = parser.capacity() < maxBatch ? parser.allocate(maxBatch) : simdjson::SUCCESS;
   return list;
 }
 
@@ -28,7 +40,13 @@ size_t largestBatch(const ListLayout& list) {
 
 // Parses batch `b` in place, its cut bytes made brackets (or braces) for the moment.
 bool loadBatch(Document& doc, List& list, size_t b) {
-  if (b == list.batch) return true;
+  BatchRoom& room = batchRoom();
+  if (b == list.batch && room.holder == &list) return true;
+  if (room.holder != nullptr && room.holder != &list) {
+    room.holder->batch = SIZE_MAX;
+    room.holder->tree.clear();
+  }
+  room.holder = &list;
   list.batch = SIZE_MAX;
   list.tree.clear();
   char* open = doc.text + list.layout.cuts[b];
@@ -37,7 +55,7 @@ bool loadBatch(Document& doc, List& list, size_t b) {
   *open = list.members ? '{' : '[';
   *close = list.members ? '}' : ']';
   // The document keeps copies of the strings; the text is restored at once.
-  simdjson::error_code err = list.parser.parse(open, static_cast<size_t>(close - open) + 1, false).get(list.root);
+  simdjson::error_code err = room.parser.parse(open, static_cast<size_t>(close - open) + 1, false).get(list.root);
   *open = before;
   *close = after;
   if (err) return false;
@@ -51,6 +69,10 @@ bool loadBatch(Document& doc, List& list, size_t b) {
 }
 
 }  // namespace
+
+List::~List() {
+  if (batchRoom().holder == this) batchRoom().holder = nullptr;
+}
 
 simdjson::error_code parseSkeleton(Document& doc, const Layout& layout, simdjson::dom::element& root) {
   const char* text = doc.text;

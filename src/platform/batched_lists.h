@@ -10,12 +10,17 @@
 namespace kit::config {
 
 // A large list of the file, standing in the document as an empty array; or
-// the members of a large top-level object, which stands there empty.
+// the members of a large top-level object, which stands there empty. All
+// lists of a run parse their batches into one parser's room: the checks read
+// one list at a time, and a list whose batch was pushed out parses it again.
 struct List {
+  List() = default;
+  List(const List&) = delete;
+  List& operator=(const List&) = delete;
+  ~List();
   size_t id = 0;  // the empty array's or object's handle in the file's tree
   bool members = false;
   ListLayout layout;
-  simdjson::dom::parser parser{simdjson::SIMDJSON_MAXSIZE_BYTES};
   Tree tree;
   size_t batch = SIZE_MAX;  // the one parsed now
   simdjson::dom::element root;  // of that batch: an array of entries, or an object

@@ -17,8 +17,8 @@ class bcf_iterator;
 
 // One JSON value of a parsed document, or the absent value. Cheap to copy;
 // valid while the parser that produced it lives, except an entry of a large
-// top-level list (see parseFile): that one until the list is read elsewhere
-// in the file, a few hundred KB away.
+// top-level list (see parseFile): that one until the list is read elsewhere,
+// a few hundred KB away, or another large list of any file is read.
 class Value {
  public:
   Value() = default;  // the absent value
