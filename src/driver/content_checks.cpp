@@ -54,15 +54,15 @@ bool runContentChecks(const KnownFiles& files, const Options& options) {
   const bool hasFw = !fw.path.empty(), hasSm = !sm.path.empty();
   bool errors = false;
   if (hasFw)
-    errors |= checked(fw, options, [&] { return framework::checkFWConfig(fw.path.c_str(), fw.top, options.verbose); });
+    errors |= checked(fw, options, [&] { return framework::checkFWConfig(fw.path.c_str(), fw.root(), options.verbose); });
   if (hasSm) {
-    if (hasFw) errors |= checked(sm, options, [&] { return servicemgr::checkSMconfig(sm.path.c_str(), sm.top); });
+    if (hasFw) errors |= checked(sm, options, [&] { return servicemgr::checkSMconfig(sm.path.c_str(), sm.root()); });
     else errors |= unchecked(sm, options, "framework.json");
   }
   if (!restart.path.empty()) {
     if (hasFw) {
       errors |= checked(restart, options,
-                        [&] { return servicemgr::checkSMRestartconfig(restart.path.c_str(), restart.top); });
+                        [&] { return servicemgr::checkSMRestartconfig(restart.path.c_str(), restart.root()); });
     } else {
       errors |= unchecked(restart, options, "framework.json");
     }
@@ -70,7 +70,7 @@ bool runContentChecks(const KnownFiles& files, const Options& options) {
   bool uvkFindings = false;
   if (!uvk.path.empty()) {
     if (hasFw && hasSm) {
-      errors |= checked(uvk, options, [&] { return uvk::checkUVKStartup(uvk.path.c_str(), uvk.top); }, &uvkFindings);
+      errors |= checked(uvk, options, [&] { return uvk::checkUVKStartup(uvk.path.c_str(), uvk.root()); }, &uvkFindings);
     } else {
       errors |= unchecked(uvk, options, hasFw ? "servicemgr.json" : hasSm ? "framework.json" : "framework.json and servicemgr.json");
     }

@@ -14,6 +14,7 @@ struct KnownFile {
   std::string path;
   std::unique_ptr<kit::config::JSONParser> parser;  // owns the document
   const kit::config::Dictionary* top = nullptr;     // null: no top-level object
+  const kit::config::Value& root() const { return parser->root(); }
 };
 
 struct KnownFiles {

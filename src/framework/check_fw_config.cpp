@@ -29,9 +29,10 @@ int checkNode(std::string_view name, const kit::config::Value& node) {
   return result;
 }
 
-int checkFWConfig(const char* path, const kit::config::Dictionary* top, bool verbose) {
+int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose) {
   Verbose = verbose;
-  if (top == nullptr) return support::noDictionary(path, "checkFWConfig");
+  if (!root.isDictionary()) return support::noDictionary(path, "checkFWConfig", kit::config::locate(root));
+  const kit::config::Dictionary* top = &root;
   for (const char* key : kProcessKeys) ProcessKeys.insert(key);
   kit::config::Dictionary nodes = top->get("nodes");
   kit::config::Array procs = top->get("procs");

@@ -8,7 +8,7 @@ namespace framework {
 
 // Content check of "framework.json"; fills the sets of fw_state.h.
 // Returns 0 when nothing was found, 1 otherwise.
-int checkFWConfig(const char* path, const kit::config::Dictionary* top, bool verbose);
+int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose);
 
 // One entry of "nodes": a dictionary whose "transport" sections are sound.
 int checkNode(std::string_view name, const kit::config::Value& node);

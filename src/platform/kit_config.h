@@ -107,6 +107,9 @@ class JSONParser {
   // The same verdict and reason as parseFile, without building the document:
   // for a file nothing will look into, at about half the memory.
   int checkSyntax(const char* path, uint32_t maxLineLength);
+  // The top-level value of the last parse, whatever its kind; absent after a
+  // failure.
+  const Value& root() const { return m_top; }
 
  private:
   // Reads `path` and applies the line limit; on success the text is in the slot.

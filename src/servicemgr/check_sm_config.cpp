@@ -5,8 +5,9 @@
 
 namespace servicemgr {
 
-int checkSMconfig(const char* path, const kit::config::Dictionary* top) {
-  if (top == nullptr) return support::noDictionary(path, "checkSMconfig");
+int checkSMconfig(const char* path, const kit::config::Value& root) {
+  if (!root.isDictionary()) return support::noDictionary(path, "checkSMconfig", kit::config::locate(root));
+  const kit::config::Dictionary* top = &root;
   // Both lists are checked whatever the first one gave.
   int result = commands::checkCommandList(top->get("startup"), "startup", "SM");
   result |= commands::checkCommandList(top->get("shutdown"), "shutdown", "SM");

@@ -5,6 +5,6 @@
 namespace servicemgr {
 
 // Content check of "servicemgr.json". Returns 0 when nothing was found, 1 otherwise.
-int checkSMconfig(const char* path, const kit::config::Dictionary* top);
+int checkSMconfig(const char* path, const kit::config::Value& root);
 
 }  // namespace servicemgr

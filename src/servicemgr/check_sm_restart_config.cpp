@@ -62,8 +62,9 @@ int checkRestartPolicy(const Value& policy, std::string_view name) {
   return result;
 }
 
-int checkSMRestartconfig(const char* path, const kit::config::Dictionary* top) {
-  if (top == nullptr) return support::noDictionary(path, "checkSMRestartconfig");
+int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
+  if (!root.isDictionary()) return support::noDictionary(path, "checkSMRestartconfig", kit::config::locate(root));
+  const kit::config::Dictionary* top = &root;
   int result = 0;
   for (auto it = top->begin(), end = top->end(); it != end; ++it) {
     std::string_view key = it.key();

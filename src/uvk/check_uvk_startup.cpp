@@ -141,8 +141,9 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
 
 }  // namespace
 
-int checkUVKStartup(const char* path, const kit::config::Dictionary* top) {
-  if (top == nullptr) return support::noDictionary(path, "checkUVKStartup");
+int checkUVKStartup(const char* path, const kit::config::Value& root) {
+  if (!root.isDictionary()) return support::noDictionary(path, "checkUVKStartup", kit::config::locate(root));
+  const kit::config::Dictionary* top = &root;
   std::array<bool, std::size(kTopEntries)> seen{};
   int result = 0;
   for (auto it = top->begin(); it != top->end(); ++it) {

@@ -31,7 +31,7 @@ TEST(FrameworkDeclaredNames, SetsHoldWhatTheFileDeclares) {
   kit::config::Dictionary* top = nullptr;
   kit::config::Array* array = nullptr;
   ASSERT_EQ(parser.parseFile(path.c_str(), top, array, 0), 0);
-  EXPECT_EQ(framework::checkFWConfig(path.c_str(), top, false), 1);  // the entry without a name
+  EXPECT_EQ(framework::checkFWConfig(path.c_str(), *top, false), 1);  // the entry without a name
   testing::internal::GetCapturedStdout();
 
   EXPECT_EQ(framework::ProcessKeys.size(), 8u);
