@@ -14,7 +14,10 @@ one to three comm targets per process over 128 nodes. --sorted writes the
 older layout instead: counter names, ids and ports in declaration order,
 command lists in that order too, two or three targets over 32 nodes.
 
-Options: --nodes K spreads the processes over K nodes; --seed S.
+Options: --nodes K spreads the processes over K nodes; --seed S; --findings F
+breaks F processes of a system, spread over the file, in turn: a priority
+written as a string, an id that an earlier process has, a key no process
+takes (for the cost of findings and their places).
 Output is deterministic for a seed. Lines stay short (the known files are
 parsed with a line limit of 255); the generator fails if one does not.
 """
@@ -118,11 +121,12 @@ class Writer:
 class Proc:
     """One ordinary process: what its entry says and what the other files need."""
 
-    __slots__ = ("name", "id", "port", "own", "targets", "resman", "form", "apps", "bundle", "level")
+    __slots__ = ("name", "id", "port", "own", "targets", "resman", "form", "apps", "bundle", "level", "fault")
 
     def __init__(self):
         self.apps = []  # application names it declares (bundle names are declared too, not listed)
         self.bundle = None
+        self.fault = None  # with --findings: what is wrong with its entry
 
 
 class Sorted:
@@ -261,6 +265,12 @@ def proc_entry(style, p):
         entry["servicemgr"] = {"bundles": [{"name": p.bundle, "lib": "lib%s.so" % p.bundle, "apps": p.apps}]}
     elif p.form == "external":
         entry["servicemgr"] = {"external": True}
+    if p.fault == "priority":
+        entry["priority"] = "high"
+    elif p.fault is not None and p.fault[0] == "id":
+        entry["id"] = p.fault[1]
+    elif p.fault == "key":
+        entry["prio"] = 1
     return entry
 
 
@@ -272,9 +282,10 @@ def traceserver_entry(style):
             "node": style.nodes[0], "transport": {"tracing": tracing}}
 
 
-def write_framework(path, style, count, stop_at_bytes=None):
+def write_framework(path, style, count, stop_at_bytes=None, findings=0):
     """Writes `count` processes (the trace server is one of them), or as many
-    as reach `stop_at_bytes`. Returns the ordinary processes."""
+    as reach `stop_at_bytes`; `findings` of them broken. Returns the ordinary
+    processes."""
     w = Writer(path)
     w.open_object("nodes")
     for k in style.shuffled(range(len(style.nodes))):
@@ -284,11 +295,17 @@ def write_framework(path, style, count, stop_at_bytes=None):
     # the sorted layout declares the trace server first
     trace_at = 0 if stop_at_bytes is not None or isinstance(style, Sorted) else style.rng.randrange(count)
     procs = []
+    faults = random.Random(findings)
+    broken = set(faults.sample(range(1, count - 1), findings)) if findings else set()
     i = 0
     while (len(procs) + 1 < count) if stop_at_bytes is None else (w.bytes < stop_at_bytes):
         if i == trace_at:
             w.item(traceserver_entry(style))
         p = style.proc(i)
+        if i in broken:
+            kind = len(broken) % 3
+            broken.discard(i)
+            p.fault = ("priority", ("id", faults.choice(procs).id), "key")[kind]
         w.item(proc_entry(style, p))
         procs.append(p)
         i += 1
@@ -439,6 +456,7 @@ def main():
     ap.add_argument("--nodes", type=int, help="default 128, or 32 with --sorted")
     ap.add_argument("--sorted", action="store_true", help="the older layout: everything in declaration order")
     ap.add_argument("--seed", type=int, default=1)
+    ap.add_argument("--findings", type=int, default=0, metavar="F", help="break F processes of a system")
     mode = ap.add_mutually_exclusive_group()
     mode.add_argument("--mb", type=float, metavar="SIZE")
     mode.add_argument("--many", type=int, metavar="COUNT")
@@ -466,7 +484,9 @@ def main():
             ap.error("N must be at least 2 (the trace server and one process)")
         outdir = opts.args[1]
         os.makedirs(outdir, exist_ok=True)
-        procs = write_framework(os.path.join(outdir, "framework.json"), style, count)
+        if not 0 <= opts.findings <= count - 2:
+            ap.error("--findings takes 0 to N-2")
+        procs = write_framework(os.path.join(outdir, "framework.json"), style, count, findings=opts.findings)
         write_servicemgr(os.path.join(outdir, "servicemgr.json"), style, procs)
         write_restart(os.path.join(outdir, "servicemgr_restart.json"), style, procs)
         write_uvk(os.path.join(outdir, "uvkstartup.json"), style, procs)

@@ -69,16 +69,19 @@ class Bench:
         r = statistics.median((x * scale_a) / (y * scale_b) for x, y in zip(ta, tb))
         if limit is not None:
             holds, goal = r <= limit, "<= %.2gx" % limit
-        else:
+        elif at_least is not None:
             holds, goal = r >= at_least, ">= %.2gx" % at_least
+        else:
+            holds, goal = None, "-"
         self.add(target, what, "%.0f ms" % (1000 * statistics.median(ta)),
                  "%.0f ms" % (1000 * statistics.median(tb)), "%.2fx" % r, goal, holds, n, note)
         return ta, tb
 
     def add(self, target, what, a, b, figure, goal, holds, n, note=""):
-        self.rows.append((target, what, a, b, figure, goal, "yes" if holds else "NO", str(n), note))
+        verdict = "-" if holds is None else "yes" if holds else "NO"
+        self.rows.append((target, what, a, b, figure, goal, verdict, str(n), note))
         print("  %-3s %-46s A %-9s B %-9s %-8s %-9s %-3s %s" % (target, what, a, b, figure, goal,
-                                                               "yes" if holds else "NO", note), flush=True)
+                                                               verdict, note), flush=True)
 
     def table(self):
         head = ("target", "measured (A vs B)", "A median", "B median", "figure", "goal", "holds", "pairs", "note")
@@ -130,7 +133,7 @@ def main():
     ap.add_argument("--data", required=True)
     ap.add_argument("--shared", required=True, help="folder with the shared sample files")
     ap.add_argument("--pairs", type=int, default=5, help="pairs per figure (short runs get at least 21)")
-    ap.add_argument("--only", default="1,2,3,4,5,6", help="targets to measure, e.g. 1,4,6")
+    ap.add_argument("--only", default="1,2,3,4,5,6,7", help="targets to measure, e.g. 1,4,6")
     o = ap.parse_args()
     if o.pairs < 5:
         ap.error("--pairs must be at least 5")
@@ -140,6 +143,7 @@ def main():
     sys100k, sys10k = os.path.join(data, "sys100000"), os.path.join(data, "sys10000")
     sys1k, sys2k = os.path.join(data, "sys1000"), os.path.join(data, "sys2000")
     sorted100k = os.path.join(data, "sys100000-sorted")
+    broken100k = os.path.join(data, "sys100000-10000-findings")
     many = os.path.join(data, "many")
     b = Bench(o)
 
@@ -215,6 +219,17 @@ def main():
                 r = rss / ref_rss
                 b.add("6", "peak RSS %s vs reference on the same files" % what, "%.0f MB" % (rss / 1e6),
                       "%.0f MB" % (ref_rss / 1e6), "%.2fx" % r, "<= 1x", r <= 1, 1)
+
+    if "7" in only:
+        files = system_files(sys100k)
+        text = check_files(cc, files, ["--format", "text"])
+        b.ratio("7", "--format text vs no option, 100000 procs", text, full100k, limit=1.05)
+        b.ratio("7", "--format gnu vs text, 100000 procs, clean", check_files(cc, files, ["--format", "gnu"]), text)
+        rc, out = run_output(check_files(cc, system_files(broken100k), ["--format", "gnu"]))
+        count = sum(1 for line in out.splitlines() if ": error: " in line)
+        for fmt in ("gnu", "sarif"):
+            b.ratio("7", "%d findings, --format %s vs clean text" % (count, fmt),
+                    check_files(cc, system_files(broken100k), ["--format", fmt]), text, limit=2.0)
 
     print("load average after: %s" % " ".join(open("/proc/loadavg").read().split()[:3]))
     table = b.table()

@@ -41,6 +41,8 @@ done
 for n in 10000 100000; do
   generate "sys$n-sorted" --sorted "$n" "$data/sys$n-sorted"
 done
+# the cost of findings and their places
+generate sys100000-10000-findings --findings 10000 100000 "$data/sys100000-10000-findings"
 # parse only: the shape of the older figures
 generate big.json --sorted --mb 70 "$data/big.json"
 generate many --many 10000 "$data/many"

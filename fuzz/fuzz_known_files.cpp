@@ -10,10 +10,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static fuzzing::Sandbox sandbox;
   if (size == 0) return 0;
   const unsigned which = data[0] % 4;
-  const std::string path = sandbox.dir + "/" + fuzzing::kKnownNames[which];
+  const std::string path = sandbox.dir + "/" + fuzzing::kKnownFileNames[which];
   fuzzing::writeFile(path, reinterpret_cast<const char*>(data + 1), size - 1);
   std::vector<std::string> args;
-  for (const char* name : fuzzing::kKnownNames) {
+  for (const char* name : fuzzing::kKnownFileNames) {
     args.push_back("--file");
     args.push_back(sandbox.dir + "/" + name);
   }

@@ -18,8 +18,7 @@
 
 namespace fuzzing {
 
-inline const char* const kKnownNames[] = {"framework.json", "servicemgr.json", "servicemgr_restart.json",
-                                          "uvkstartup.json"};
+using driver::kKnownFileNames;
 
 // A place must stand on a character of its file, or just past a line's end;
 // columns count code points.
@@ -53,7 +52,7 @@ struct Sandbox {
   Sandbox() {
     char tmpl[] = "/tmp/cfgcheck-fuzz-XXXXXX";
     dir = mkdtemp(tmpl);
-    for (const char* name : kKnownNames) {
+    for (const char* name : kKnownFileNames) {
       sound.push_back(readFile(std::string(CFGCHECK_SOUND_DIR) + "/" + name));
       writeFile(dir + "/" + name, sound.back().data(), sound.back().size());
     }

@@ -17,11 +17,11 @@ for target in known_files command_line syntax_agreement; do
   corpus=$root/fuzz/corpus-$target
   mkdir -p "$corpus"
   if [ "$target" = known_files ] && [ -z "$(ls -A "$corpus")" ]; then
-    # seeds: each sound file as itself (first byte selects which file the data replaces)
-    i=0
-    for name in framework.json servicemgr.json servicemgr_restart.json uvkstartup.json; do
-      [ -f examples/sound/$name ] && { printf "\\x$(printf %02x $i)"; cat examples/sound/$name; } > "$corpus/seed-$name"
-      i=$((i + 1))
+    # seeds: each sound file in the place of each known file (the first byte selects which)
+    for f in examples/sound/*.json; do
+      for i in 0 1 2 3; do
+        { printf "\\x0$i"; cat "$f"; } > "$corpus/seed-$i-$(basename "$f")"
+      done
     done
     for f in examples/broken/*.json; do
       [ -f "$f" ] && { printf '\x00'; cat "$f"; } > "$corpus/broken-$(basename "$f")"

@@ -1,6 +1,7 @@
 #include "driver/run.h"
 
 #include <cstdint>
+#include <iterator>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -19,22 +20,15 @@ namespace driver {
 
 namespace {
 
-// The four known files, in the order their names are tested.
-struct KnownName {
-  const char* name;
-  KnownFile KnownFiles::*slot;
-};
-const KnownName kKnownNames[] = {
-    {"framework.json", &KnownFiles::framework},
-    {"servicemgr.json", &KnownFiles::servicemgr},
-    {"uvkstartup.json", &KnownFiles::uvk},
-    {"servicemgr_restart.json", &KnownFiles::restart},
-};
+// Where each of kKnownFileNames is remembered.
+KnownFile KnownFiles::* const kKnownSlots[] = {&KnownFiles::framework, &KnownFiles::servicemgr, &KnownFiles::uvk,
+                                                &KnownFiles::restart};
+static_assert(std::size(kKnownSlots) == std::size(kKnownFileNames));
 
 KnownFile* knownFileFor(const std::string& path, KnownFiles& known) {
   if (path.empty()) return nullptr;
-  for (const KnownName& known_name : kKnownNames)
-    if (path.find(known_name.name) != std::string::npos) return &(known.*known_name.slot);
+  for (size_t i = 0; i < std::size(kKnownFileNames); ++i)
+    if (path.find(kKnownFileNames[i]) != std::string::npos) return &(known.*kKnownSlots[i]);
   return nullptr;
 }
 

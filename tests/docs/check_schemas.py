@@ -45,7 +45,7 @@ def load_validators(schema_dir):
 
 def kind(path):
     """The known file a path stands for, tested in cfgcheck's order."""
-    for name in ("framework.json", "servicemgr.json", "uvkstartup.json", "servicemgr_restart.json"):
+    for name in rules_doc.KNOWN:
         if name in path:
             return name
     return None

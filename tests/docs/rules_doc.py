@@ -14,7 +14,8 @@ info string:
 """
 import re
 
-KNOWN = ("framework.json", "servicemgr.json", "servicemgr_restart.json", "uvkstartup.json")
+# The known files, in the order cfgcheck tests a path for their names.
+KNOWN = ("framework.json", "servicemgr.json", "uvkstartup.json", "servicemgr_restart.json")
 FENCE = re.compile(r"^```(\S*)\s*(.*)$")
 
 
