@@ -110,6 +110,27 @@ def from_junit(text):
     return out
 
 
+def transport_lines(report):
+    """The text form's transport report, from the json document's."""
+    def connection(c):
+        return {"tcpip": f"  TCP/IP: {c.get('address')}:{c.get('port')}", "resman": f"  RESMAN: {c.get('path')}",
+                "undefined": "  UNDEF"}[c["type"]]
+
+    out = ["##### Spawing Transports #####"]
+    for e in report["spawn"]:
+        head = e["node"] + "::" + e["process"]
+        if "error" in e:
+            out.append(head + " -> ERROR, reason " + e["error"])
+        else:
+            out.append(head if e["connections"] else head + "NONE")
+            out += [connection(c) for c in e["connections"]]
+    out.append("##### Single Transports #####")
+    for e in report["single"]:
+        label = (e["from"] + " -> " + e["to"]).ljust(30) + ":"
+        out.append(label + (" ERROR reason=" + e["error"] if "error" in e else connection(e["connection"])))
+    return out
+
+
 def inside(work, finding, path):
     """A position must stand on a character of its file (or just past a line's end)."""
     _, _, _, line, col = finding
@@ -121,7 +142,8 @@ def inside(work, finding, path):
     return line <= len(lines) and 1 <= col <= len(lines[line - 1].decode("utf-8", "replace")) + 1
 
 
-def check_run(binary, args, case, work, limit, want_status, schemas):
+def check_run(binary, args, case, work, limit, text_run, schemas):
+    want_status = text_run.returncode
     problems, found, fresh = [], {}, []
     setup = os.path.join(case, "setup")
     piped = os.path.exists(setup) and "mkfifo" in open(setup).read()
@@ -142,6 +164,10 @@ def check_run(binary, args, case, work, limit, want_status, schemas):
                 doc = json.loads(text)
                 schemas[fmt].validate(doc)
                 found[fmt] = from_json(doc) if fmt == "json" else from_sarif(doc)
+                if fmt == "json" and "transport" in doc:
+                    want = text_run.stderr.decode("utf-8", "replace").splitlines()
+                    if transport_lines(doc["transport"]) != want:
+                        problems.append("json: the transport report differs from the text form's")
                 if fmt == "json":
                     bad = [f for f, d in zip(found[fmt], doc["findings"]) if not inside(work, f, d["file"])]
                     if bad:
@@ -197,7 +223,7 @@ def main():
                     for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]
                     if p.returncode != text.returncode or p.stdout != text.stdout]
             else:
-                problems = check_run(binary, args, case, work, limit, text.returncode, schemas)
+                problems = check_run(binary, args, case, work, limit, text, schemas)
         if problems:
             failed += 1
             print(f"FAILED {os.path.basename(case)}")

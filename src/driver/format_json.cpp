@@ -53,6 +53,34 @@ json physical(const std::string& file, support::Location at) {
   return loc;
 }
 
+json connection(const support::Connection& c) {
+  switch (c.type) {
+    case support::Connection::TcpIp:
+      return {{"type", "tcpip"}, {"address", c.address}, {"port", c.port}};
+    case support::Connection::Resman:
+      return {{"type", "resman"}, {"path", c.address}};
+    default:
+      return {{"type", "undefined"}};
+  }
+}
+
+json transportEntries(const std::vector<support::TransportEntry>& entries) {
+  json out = json::array();
+  for (const support::TransportEntry& e : entries) {
+    json item = e.spawn ? json{{"node", e.node}, {"process", e.from}} : json{{"from", e.from}, {"to", e.to}};
+    if (e.failed) {
+      item["error"] = e.reason;
+    } else if (e.spawn) {
+      item["connections"] = json::array();
+      for (const support::Connection& c : e.connections) item["connections"].push_back(connection(c));
+    } else {
+      item["connection"] = connection(e.connections.front());
+    }
+    out.push_back(std::move(item));
+  }
+  return out;
+}
+
 }  // namespace
 
 void writeJson(const Document& doc, const char* summary) {
@@ -81,7 +109,7 @@ void writeJson(const Document& doc, const char* summary) {
            {"errors", errors},
            {"summary", summary},
            {"status", doc.status}};
-  if (!doc.transport.empty()) out["transport"] = doc.transport;
+  if (doc.transport) out["transport"] = {{"spawn", transportEntries(doc.spawn)}, {"single", transportEntries(doc.single)}};
   write(out);
 }
 

@@ -23,7 +23,8 @@ struct FileRecord {
 struct Document {
   std::vector<FileRecord> files;
   std::vector<support::Finding> findings;
-  std::vector<std::string> transport;  // the lines of the transport report
+  bool transport = false;  // the transport report ran
+  std::vector<support::TransportEntry> spawn, single;
   int status = 0;
 };
 

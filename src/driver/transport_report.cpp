@@ -57,6 +57,16 @@ std::string label(const std::string& from, const std::string& to) {
   return line + ':';
 }
 
+support::Connection connectionOf(const Record& record) {
+  support::Connection c;
+  c.type = static_cast<support::Connection::Type>(record.type);
+  c.address = record.address;
+  c.port = record.port;
+  return c;
+}
+
+bool hasText(const Record& record) { return record.type >= Record::kUndefined && record.type <= Record::kResman; }
+
 // A failed query: a line of the report in the text form, a finding in all.
 void failure(std::string_view rule, kit::config::Location at, std::string line) {
   support::Finding f = support::finding(rule, at, "", line);
@@ -66,11 +76,23 @@ void failure(std::string_view rule, kit::config::Location at, std::string line) 
 }
 
 void spawnSection(TransportConfig& service, const std::vector<ProcessNames>& processes, int& result) {
+  const bool data = support::wantsTransportEntries();
   std::vector<Record> records;
   for (const ProcessNames& p : processes) {
     std::string line = p.node + "::" + p.name;
     records.clear();
     int16_t status = service.getSpawnConnectionConfigs(p.node, p.name, channelOf(p.name), records);
+    if (data) {
+      support::TransportEntry entry;
+      entry.spawn = true;
+      entry.node = p.node;
+      entry.from = p.name;
+      entry.failed = status < 0;
+      if (entry.failed) entry.reason = reasonText();
+      for (const Record& record : records)
+        if (status > 0 && hasText(record)) entry.connections.push_back(connectionOf(record));
+      support::transportEntry(std::move(entry));
+    }
     if (status < 0) {
       failure("T1", p.at, line + " -> ERROR, reason " + reasonText());
       result = 1;
@@ -88,16 +110,26 @@ void spawnSection(TransportConfig& service, const std::vector<ProcessNames>& pro
 }
 
 void singleSection(TransportConfig& service, const std::vector<ProcessNames>& processes) {
+  const bool data = support::wantsTransportEntries();
   for (const ProcessNames& first : processes) {
     if (first.name == kTraceServer) continue;
     for (const ProcessNames& second : processes) {
       if (first.name == second.name) continue;
       Record record;
       int16_t status = service.getSingleConnectionConfig(first.name, second.name, channelOf(second.name), record);
+      if (data && (status == -1 || (status == 1 && hasText(record)))) {
+        support::TransportEntry entry;
+        entry.from = first.name;
+        entry.to = second.name;
+        entry.failed = status == -1;
+        if (entry.failed) entry.reason = reasonText();
+        else entry.connections.push_back(connectionOf(record));
+        support::transportEntry(std::move(entry));
+      }
       if (status == -1) {
         failure("T2", first.at, label(first.name, second.name) + " ERROR reason=" + reasonText());
         tbx::ErrorStorage::ack();
-      } else if (status == 1 && record.type >= Record::kUndefined && record.type <= Record::kResman) {
+      } else if (status == 1 && hasText(record)) {
         // A type without a text would leave a bare label behind; such a pair is left out.
         std::string line = label(first.name, second.name);
         writeRecord(line, record);

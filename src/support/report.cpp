@@ -68,8 +68,8 @@ void observeFindings(void (*observer)(const Finding&)) { s_observer = observer; 
 void report(Finding&& f) {
   State& s = state();
   if (s_observer != nullptr) s_observer(f);
-  // The transport report shows its failures in its table whatever the format.
-  if (f.onStderr && s.format != Format::Text) transportLine(std::string(f.mark) + f.message);
+  // The transport report shows its failures in its table in the line formats too.
+  if (f.onStderr && s.format != Format::Text && s.format != Format::Json) transportLine(std::string(f.mark) + f.message);
   switch (s.format) {
     case Format::Text:
       writeText(f);
@@ -126,8 +126,15 @@ void contentStart(std::string_view path) {
 
 void transportLine(std::string_view line) {
   State& s = state();
-  if (s.format == Format::Json) s.doc.transport.emplace_back(line);
+  if (s.format == Format::Json) s.doc.transport = true;
   else tbx::cerr << line << tbx::endl;
+}
+
+bool wantsTransportEntries() { return state().format == Format::Json; }
+
+void transportEntry(TransportEntry&& entry) {
+  driver::Document& doc = state().doc;
+  (entry.spawn ? doc.spawn : doc.single).push_back(std::move(entry));
 }
 
 void finish(int status) {

@@ -128,6 +128,25 @@ void fileDone(bool ok, int64_t ms, const char* reason);
 void contentStart(std::string_view path);
 // A line of the transport report (standard error in the text form).
 void transportLine(std::string_view line);
+
+// The transport report as data, for the json document: the connections a
+// process is spawned with, or the connection from one process to another.
+struct Connection {
+  enum Type : uint8_t { Undefined, TcpIp, Resman };
+  Type type = Undefined;
+  std::string address;  // the path of a resource-manager connection
+  uint32_t port = 0;
+};
+struct TransportEntry {
+  bool spawn = false;
+  std::string node, from, to;  // spawn: the process's node and name (`from`)
+  bool failed = false;
+  std::string reason;
+  std::vector<Connection> connections;
+};
+// Whether transportEntry keeps what it is given (only the json document does).
+bool wantsTransportEntries();
+void transportEntry(TransportEntry&& entry);
 // The summary and, for the document formats, the document. `status` is the
 // exit status the run ends with.
 void finish(int status);
