@@ -1,6 +1,10 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <numeric>
 
 #include "platform/kit_config.h"
+#include "platform/read_file.h"
 #include "platform/tbx.h"
 #include "render_value.h"
 #include "test_helpers.h"
@@ -184,6 +188,28 @@ TEST(Parser, ReasonsNameThePlace) {
   EXPECT_EQ(Parsed(objects + "1" + std::string(1024, '}')).reason, "line 1, column 5116: nesting deeper than 1024 levels");
   EXPECT_NE(Parsed("[\"\xff\"]").reason.find("line 1, column "), std::string::npos);
   EXPECT_NE(Parsed("").reason.find("line 1, column 1: "), std::string::npos);
+}
+
+// Large files are mapped: whatever their length, the text ends where the file
+// does, and a file cut short while it is mapped reads as zeros, not a crash.
+TEST(Parser, LargeFilesReadAsTheyWereOpened) {
+  for (size_t size : {size_t(1) << 21, (size_t(1) << 21) - 3, (size_t(1) << 21) + 70}) {
+    std::string text = "[" + std::string(size - 3, ' ') + "1]";
+    Parsed whole(text);
+    EXPECT_EQ(whole.rc, 0) << size;
+    EXPECT_EQ(render(whole.array->at(0)), "1");
+    EXPECT_EQ(Parsed(text.substr(0, size - 1)).reason, "line 1, column 1: '[' never closed: the file ends before its ']'");
+  }
+  ScratchDir dir;
+  const std::string path = dir.write("cut.json", std::string(3 << 20, 'x'));
+  kit::config::InputBuffer buffer;
+  size_t len = 0;
+  std::string reason;
+  ASSERT_TRUE(kit::config::readWholeFile(path.c_str(), buffer, len, reason));
+  ASSERT_EQ(len, size_t(3) << 20);
+  ASSERT_EQ(truncate(path.c_str(), 4096), 0);
+  EXPECT_EQ(std::accumulate(buffer.data, buffer.data + len, size_t(0), [](size_t n, char c) { return n + (c == 'x'); }),
+            4096u);
 }
 
 TEST(Parser, LineLengthLimit) {
