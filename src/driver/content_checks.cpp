@@ -31,7 +31,9 @@ bool checked(const KnownFile& file, const Options& options, Check check, bool* c
   support::contentStart(file.path);
   const bool errors = check() != 0;
   if (checkErrors != nullptr) *checkErrors = errors;
-  return repeatedKeys(file, options) || errors;
+  const bool repeated = repeatedKeys(file, options);
+  file.parser->releaseText();  // the next checks need their own files
+  return repeated || errors;
 }
 
 // With --strict, a known file whose content the run cannot check is an error.

@@ -56,6 +56,9 @@ bool parseListed(const std::string& path, const Options& options, KnownFiles& kn
     watch.start();
     rc = parser->parseFile(path.c_str(), dict, array, 255);
     watch.stop();
+    // Its check comes after every file is read: until then the text need not
+    // stay in memory beside the others.
+    parser->releaseText();
     knownFile->parser = std::move(parser);
     knownFile->top = dict;
   } else {

@@ -434,6 +434,10 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
   return rc;
 }
 
+void JSONParser::releaseText() const {
+  if (m_doc && m_doc->slot) m_doc->slot->input.giveBack();
+}
+
 int JSONParser::checkSyntax(const char* path, uint32_t maxLineLength) {
   m_top = Value();
   return outOfMemoryFails([&]() -> int {

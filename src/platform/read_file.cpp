@@ -93,6 +93,10 @@ void InputBuffer::release() {
 
 InputBuffer::~InputBuffer() { release(); }
 
+void InputBuffer::giveBack() const {
+  if (mapped != 0) ::madvise(data, mapped, MADV_DONTNEED);
+}
+
 bool InputBuffer::map(int fd, size_t bytes) {
   if (!guardMappedFiles()) return false;
   release();

@@ -21,6 +21,9 @@ struct InputBuffer {
   // Maps the first `bytes` of the open file `fd`, zeros after them.
   bool map(int fd, size_t bytes);
   void release();
+  // The pages of a mapped file go back to the page cache; reading the text
+  // faults them in again. Nothing for heap memory.
+  void giveBack() const;
   // Gives back the pages of a larger earlier file beyond the `len` bytes in use.
   void trim(size_t len);
 };
