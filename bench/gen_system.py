@@ -297,6 +297,7 @@ def write_framework(path, style, count, stop_at_bytes=None, findings=0):
     procs = []
     faults = random.Random(findings)
     broken = set(faults.sample(range(1, count - 1), findings)) if findings else set()
+    sound = []
     i = 0
     while (len(procs) + 1 < count) if stop_at_bytes is None else (w.bytes < stop_at_bytes):
         if i == trace_at:
@@ -305,9 +306,11 @@ def write_framework(path, style, count, stop_at_bytes=None, findings=0):
         if i in broken:
             kind = len(broken) % 3
             broken.discard(i)
-            p.fault = ("priority", ("id", faults.choice(procs).id), "key")[kind]
+            p.fault = ("priority", ("id", faults.choice(sound).id), "key")[kind]
         w.item(proc_entry(style, p))
         procs.append(p)
+        if p.fault is None:
+            sound.append(p)  # ids that stand in the file
         i += 1
     if trace_at >= i:
         w.item(traceserver_entry(style))

@@ -5,6 +5,7 @@
 
 #include "fuzz_support.h"
 #include "platform/kit_config.h"
+#include "platform/read_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static fuzzing::Sandbox sandbox;
@@ -25,6 +26,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     args.push_back(data[0] & 32 ? "gnu" : "sarif");
   }
   kit::config::setListBatchBytes(data[0] & 8 ? 16 : 256 * 1024);  // small inputs cut into batches too
+  kit::config::setMapFrom(data[0] & 64 ? 1 : 0);  // small files mapped too
   int status = sandbox.run(args);
   if (status != 0 && status != 1) std::abort();
   const std::string& sound = sandbox.sound[which];

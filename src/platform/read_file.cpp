@@ -25,6 +25,7 @@ constexpr size_t kKeepBytes = size_t(16) << 20;
 // Mapping a file spares copying it and zeroing fresh pages for the copy, a
 // sixth of a large check; small files gain nothing.
 constexpr size_t kMapFrom = size_t(1) << 20;
+size_t gMapFrom = kMapFrom;
 constexpr uintptr_t kPage = 4096;
 
 // Where files are mapped. A file truncated while mapped raises SIGBUS on the
@@ -140,6 +141,8 @@ void InputBuffer::trim(size_t len) {
   if (to > from && to - from >= kKeepBytes / 4) ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
 }
 
+void setMapFrom(size_t bytes) { gMapFrom = bytes == 0 ? kMapFrom : bytes; }
+
 bool readWholeFile(const char* path, InputBuffer& buffer, size_t& len, std::string& reason) {
   struct stat st {};
   if (::stat(path, &st) != 0) {
@@ -165,7 +168,7 @@ bool readWholeFile(const char* path, InputBuffer& buffer, size_t& len, std::stri
   len = 0;
   // What the file holds when it is opened; a file that grows meanwhile is read
   // as it was, as a read would have if it had come first.
-  if (expected >= kMapFrom && buffer.map(fd, expected)) {
+  if (expected > 0 && expected >= gMapFrom && buffer.map(fd, expected)) {
     ::close(fd);
     len = expected;
     return true;

@@ -28,6 +28,9 @@ struct InputBuffer {
   void trim(size_t len);
 };
 
+// Test hook: files of `bytes` or more are mapped (0: the usual size).
+void setMapFrom(size_t bytes);
+
 // Reads `path` whole into `buffer`, zeroing the padding after it. Directories
 // and devices are refused; pipes are read to their end, once.
 bool readWholeFile(const char* path, InputBuffer& buffer, size_t& len, std::string& reason);
