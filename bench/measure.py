@@ -68,9 +68,9 @@ class Bench:
         n = len(ta)
         r = statistics.median((x * scale_a) / (y * scale_b) for x, y in zip(ta, tb))
         if limit is not None:
-            holds, goal = r <= limit, "<= %.2gx" % limit
+            holds, goal = r <= limit, "<= %gx" % limit
         elif at_least is not None:
-            holds, goal = r >= at_least, ">= %.2gx" % at_least
+            holds, goal = r >= at_least, ">= %gx" % at_least
         else:
             holds, goal = None, "-"
         self.add(target, what, "%.0f ms" % (1000 * statistics.median(ta)),
