@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/kit_config.h"
+#include "platform/syntax_walk.h"
 #include "platform/tbx.h"
 #include "render_value.h"
 #include "test_helpers.h"
@@ -169,6 +170,43 @@ TEST(Value, MembersReadInBatchesReadAsAWholeParse) {
     BatchBytes small(bytes);
     EXPECT_EQ(read(), whole) << bytes;
   }
+}
+
+// Batching is invisible in what is read, so the cuts are checked where they
+// are made: on brackets and on the commas between entries, blanks around
+// them, every large list cut however few its batches.
+TEST(SyntaxWalk, CutsLandOnBracketsAndCommas) {
+  std::string text = "{\"head\": 1, \"list\": [";
+  for (int i = 0; i < 100; ++i) text += i ? " , \"xxxxxxx\"" : "\"xxxxxxx\"";  // 12 bytes an entry
+  text += "\n], \"small\": [1, 2]}";
+  const simdjson::padded_string padded(text);
+  for (auto [bytes, batches] : {std::pair<size_t, size_t>{600, 2}, {300, 4}, {100, 12}}) {
+    kit::config::Layout layout;
+    bool scalar = true;
+    ASSERT_EQ(kit::config::walkSyntax(padded.data(), padded.size(), scalar, &layout, bytes), simdjson::SUCCESS);
+    EXPECT_FALSE(scalar);
+    ASSERT_EQ(layout.lists.size(), 1u) << bytes;  // "small" fits one batch
+    const kit::config::ListLayout& list = layout.lists[0];
+    EXPECT_EQ(list.ordinal, 1u);
+    ASSERT_EQ(list.cuts.size(), batches + 1) << bytes;
+    ASSERT_EQ(list.firsts.size(), batches + 1);
+    EXPECT_EQ(list.firsts.back(), 100u);
+    for (size_t b = 0; b <= batches; ++b)
+      EXPECT_EQ(text[list.cuts[b]], b == 0 ? '[' : b == batches ? ']' : ',') << bytes << " cut " << b;
+  }
+  std::string members = "{";
+  for (int i = 0; i < 50; ++i) members += (i ? " ,\n\"m" : "\"m") + std::to_string(i) + "\": {}";
+  members += "\n}\n";
+  const simdjson::padded_string paddedMembers(members);
+  kit::config::Layout layout;
+  bool scalar = true;
+  ASSERT_EQ(kit::config::walkSyntax(paddedMembers.data(), paddedMembers.size(), scalar, &layout, 300),
+            simdjson::SUCCESS);
+  const std::vector<size_t>& cuts = layout.members.cuts;
+  ASSERT_GT(cuts.size(), 2u);
+  EXPECT_EQ(layout.members.firsts.back(), 50u);
+  for (size_t b = 0; b < cuts.size(); ++b)
+    EXPECT_EQ(members[cuts[b]], b == 0 ? '{' : b + 1 == cuts.size() ? '}' : ',') << "cut " << b;
 }
 
 TEST(Parser, ReasonsNameThePlace) {
