@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
+
 #include "platform/kit_config.h"
 #include "platform/syntax_walk.h"
 #include "platform/tbx.h"
@@ -107,6 +110,41 @@ TEST(Value, LargeObjectsAndArraysStayCorrect) {
   EXPECT_EQ(list.at(5).getInt(v), 0);  // going back restarts the walk
   EXPECT_EQ(v, 5);
   EXPECT_FALSE(map.get("k300").isPresent());
+}
+
+// The parser stops counting an array's elements at 0xFFFFFF; past that the
+// count is walked, and walked once, since a loop asks for it every step.
+TEST(Value, ArraysPastTheParsersCountAreCountedOnce) {
+#ifdef CFGCHECK_SANITIZED
+  GTEST_SKIP() << "half a GB of document";
+#endif
+  constexpr uint32_t kCount = 0xFFFFFF + 2;
+  std::string text(size_t(kCount) * 2 + 1, ',');
+  text[0] = '[';
+  for (size_t i = 1; i < text.size(); i += 2) text[i] = '0';
+  text[text.size() - 2] = '7';
+  text.back() = ']';
+  ScratchDir dir;
+  const std::string path = dir.write("big.json", text);
+  text = std::string();
+  JSONParser parser(JSONParser::Whole);
+  Dictionary* dict = nullptr;
+  Array* array = nullptr;
+  ASSERT_EQ(parser.parseFile(path.c_str(), dict, array, 0), 0);
+  ASSERT_NE(array, nullptr);
+  using Clock = std::chrono::steady_clock;
+  uint32_t size = 0;
+  const Clock::time_point start = Clock::now();
+  size = array->size();
+  const Clock::duration first = Clock::now() - start;
+  for (int i = 0; i < 50; ++i) size = std::min(size, array->size());
+  const Clock::duration repeated = Clock::now() - start - first;
+  EXPECT_EQ(size, kCount);
+  EXPECT_LT(repeated, first * 5);
+  int32_t last = 0;
+  EXPECT_EQ(array->at(kCount - 1).getInt(last), 0);
+  EXPECT_EQ(last, 7);
+  EXPECT_FALSE(array->at(kCount).isPresent());
 }
 
 struct BatchBytes {
