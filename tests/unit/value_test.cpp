@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <numeric>
 
 #include "platform/kit_config.h"
 #include "platform/read_file.h"
+#include "platform/syntax_walk.h"
 #include "platform/tbx.h"
 #include "render_value.h"
 #include "test_helpers.h"
@@ -112,6 +115,41 @@ TEST(Value, LargeObjectsAndArraysStayCorrect) {
   EXPECT_FALSE(map.get("k300").isPresent());
 }
 
+// The parser stops counting an array's elements at 0xFFFFFF; past that the
+// count is walked, and walked once, since a loop asks for it every step.
+TEST(Value, ArraysPastTheParsersCountAreCountedOnce) {
+#ifdef CFGCHECK_SANITIZED
+  GTEST_SKIP() << "half a GB of document";
+#endif
+  constexpr uint32_t kCount = 0xFFFFFF + 2;
+  std::string text(size_t(kCount) * 2 + 1, ',');
+  text[0] = '[';
+  for (size_t i = 1; i < text.size(); i += 2) text[i] = '0';
+  text[text.size() - 2] = '7';
+  text.back() = ']';
+  ScratchDir dir;
+  const std::string path = dir.write("big.json", text);
+  text = std::string();
+  JSONParser parser(JSONParser::Whole);
+  Dictionary* dict = nullptr;
+  Array* array = nullptr;
+  ASSERT_EQ(parser.parseFile(path.c_str(), dict, array, 0), 0);
+  ASSERT_NE(array, nullptr);
+  using Clock = std::chrono::steady_clock;
+  uint32_t size = 0;
+  const Clock::time_point start = Clock::now();
+  size = array->size();
+  const Clock::duration first = Clock::now() - start;
+  for (int i = 0; i < 50; ++i) size = std::min(size, array->size());
+  const Clock::duration repeated = Clock::now() - start - first;
+  EXPECT_EQ(size, kCount);
+  EXPECT_LT(repeated, first * 5);
+  int32_t last = 0;
+  EXPECT_EQ(array->at(kCount - 1).getInt(last), 0);
+  EXPECT_EQ(last, 7);
+  EXPECT_FALSE(array->at(kCount).isPresent());
+}
+
 struct BatchBytes {
   explicit BatchBytes(size_t bytes) { kit::config::setListBatchBytes(bytes); }
   ~BatchBytes() { kit::config::setListBatchBytes(256 * 1024); }
@@ -173,6 +211,43 @@ TEST(Value, MembersReadInBatchesReadAsAWholeParse) {
     BatchBytes small(bytes);
     EXPECT_EQ(read(), whole) << bytes;
   }
+}
+
+// Batching is invisible in what is read, so the cuts are checked where they
+// are made: on brackets and on the commas between entries, blanks around
+// them, every large list cut however few its batches.
+TEST(SyntaxWalk, CutsLandOnBracketsAndCommas) {
+  std::string text = "{\"head\": 1, \"list\": [";
+  for (int i = 0; i < 100; ++i) text += i ? " , \"xxxxxxx\"" : "\"xxxxxxx\"";  // 12 bytes an entry
+  text += "\n], \"small\": [1, 2]}";
+  const simdjson::padded_string padded(text);
+  for (auto [bytes, batches] : {std::pair<size_t, size_t>{600, 2}, {300, 4}, {100, 12}}) {
+    kit::config::Layout layout;
+    bool scalar = true;
+    ASSERT_EQ(kit::config::walkSyntax(padded.data(), padded.size(), scalar, &layout, bytes), simdjson::SUCCESS);
+    EXPECT_FALSE(scalar);
+    ASSERT_EQ(layout.lists.size(), 1u) << bytes;  // "small" fits one batch
+    const kit::config::ListLayout& list = layout.lists[0];
+    EXPECT_EQ(list.ordinal, 1u);
+    ASSERT_EQ(list.cuts.size(), batches + 1) << bytes;
+    ASSERT_EQ(list.firsts.size(), batches + 1);
+    EXPECT_EQ(list.firsts.back(), 100u);
+    for (size_t b = 0; b <= batches; ++b)
+      EXPECT_EQ(text[list.cuts[b]], b == 0 ? '[' : b == batches ? ']' : ',') << bytes << " cut " << b;
+  }
+  std::string members = "{";
+  for (int i = 0; i < 50; ++i) members += (i ? " ,\n\"m" : "\"m") + std::to_string(i) + "\": {}";
+  members += "\n}\n";
+  const simdjson::padded_string paddedMembers(members);
+  kit::config::Layout layout;
+  bool scalar = true;
+  ASSERT_EQ(kit::config::walkSyntax(paddedMembers.data(), paddedMembers.size(), scalar, &layout, 300),
+            simdjson::SUCCESS);
+  const std::vector<size_t>& cuts = layout.members.cuts;
+  ASSERT_GT(cuts.size(), 2u);
+  EXPECT_EQ(layout.members.firsts.back(), 50u);
+  for (size_t b = 0; b < cuts.size(); ++b)
+    EXPECT_EQ(members[cuts[b]], b == 0 ? '{' : b + 1 == cuts.size() ? '}' : ',') << "cut " << b;
 }
 
 TEST(Parser, ReasonsNameThePlace) {
