@@ -32,7 +32,7 @@ bool checked(const KnownFile& file, const Options& options, Check check, bool* c
   const bool errors = check() != 0;
   if (checkErrors != nullptr) *checkErrors = errors;
   const bool repeated = repeatedKeys(file, options);
-  file.parser->releaseText();  // the next checks need their own files
+  file.parser->giveBackText();  // the next checks need their own files
   return repeated || errors;
 }
 

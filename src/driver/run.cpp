@@ -58,7 +58,7 @@ bool parseListed(const std::string& path, const Options& options, KnownFiles& kn
     watch.stop();
     // Its check comes after every file is read: until then the text need not
     // stay in memory beside the others.
-    parser->releaseText();
+    parser->giveBackText();
     knownFile->parser = std::move(parser);
     knownFile->top = dict;
   } else {

@@ -89,8 +89,9 @@ void spawnSection(TransportConfig& service, const std::vector<ProcessNames>& pro
       entry.from = p.name;
       entry.failed = status < 0;
       if (entry.failed) entry.reason = reasonText();
-      for (const Record& record : records)
-        if (status > 0 && hasText(record)) entry.connections.push_back(connectionOf(record));
+      if (status > 0)
+        for (const Record& record : records)
+          if (hasText(record)) entry.connections.push_back(connectionOf(record));
       support::transportEntry(std::move(entry));
     }
     if (status < 0) {

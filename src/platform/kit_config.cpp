@@ -434,7 +434,7 @@ int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, ui
   return rc;
 }
 
-void JSONParser::releaseText() const {
+void JSONParser::giveBackText() const {
   if (m_doc && m_doc->slot) m_doc->slot->input.giveBack();
 }
 

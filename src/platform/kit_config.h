@@ -109,7 +109,7 @@ class JSONParser {
   int checkSyntax(const char* path, uint32_t maxLineLength);
   // Gives the pages of a mapped file's text back to the page cache; what
   // reads the text again faults them back in. The values live elsewhere.
-  void releaseText() const;
+  void giveBackText() const;
   // The top-level value of the last parse, whatever its kind; absent after a
   // failure.
   const Value& root() const { return m_top; }

@@ -26,7 +26,10 @@ constexpr size_t kKeepBytes = size_t(16) << 20;
 // sixth of a large check; small files gain nothing.
 constexpr size_t kMapFrom = size_t(1) << 20;
 size_t gMapFrom = kMapFrom;
-uintptr_t gPage = 4096;  // the system's, once files are mapped
+const uintptr_t kPage = [] {
+  const long page = ::sysconf(_SC_PAGESIZE);
+  return page > 0 ? static_cast<uintptr_t>(page) : uintptr_t(4096);
+}();
 
 // Where files are mapped. A file truncated while mapped raises SIGBUS on the
 // pages it lost; those become zero pages, which read as a text that fails to
@@ -43,8 +46,8 @@ void onBusError(int, siginfo_t* info, void*) {
   for (Region& r : gRegions) {
     const uintptr_t begin = r.begin.load(std::memory_order_relaxed);
     if (begin != 0 && at >= begin && at - begin < r.bytes.load(std::memory_order_relaxed)) {
-      void* page = reinterpret_cast<void*>(at & ~(gPage - 1));
-      if (::mmap(page, gPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED)
+      void* page = reinterpret_cast<void*>(at & ~(kPage - 1));
+      if (::mmap(page, kPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) != MAP_FAILED)
         return;
     }
   }
@@ -54,8 +57,6 @@ void onBusError(int, siginfo_t* info, void*) {
 
 bool guardMappedFiles() {
   static const bool installed = [] {
-    const long page = ::sysconf(_SC_PAGESIZE);
-    if (page > 0) gPage = static_cast<uintptr_t>(page);
     struct sigaction action {};
     action.sa_sigaction = onBusError;
     action.sa_flags = SA_SIGINFO;
@@ -65,15 +66,15 @@ bool guardMappedFiles() {
   return installed;
 }
 
-Region* claimRegion(void* begin, size_t bytes) {
+bool claimRegion(void* begin, size_t bytes) {
   for (Region& r : gRegions) {
     if (r.begin.load() == 0) {
       r.bytes.store(bytes);
       r.begin.store(reinterpret_cast<uintptr_t>(begin));
-      return &r;
+      return true;
     }
   }
-  return nullptr;
+  return false;
 }
 
 void forgetRegion(void* begin) {
@@ -103,12 +104,12 @@ void InputBuffer::giveBack() const {
 bool InputBuffer::map(int fd, size_t bytes) {
   if (!guardMappedFiles()) return false;
   release();
-  const size_t total = (bytes + simdjson::SIMDJSON_PADDING + gPage - 1) & ~(gPage - 1);
+  const size_t total = (bytes + simdjson::SIMDJSON_PADDING + kPage - 1) & ~(kPage - 1);
   // Zero pages first, the file over their start: the padding after the text
   // reads as zeros whatever the file's length.
   void* region = ::mmap(nullptr, total, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (region == MAP_FAILED) return false;
-  if (claimRegion(region, total) == nullptr) {
+  if (!claimRegion(region, total)) {
     ::munmap(region, total);
     return false;
   }
@@ -138,7 +139,6 @@ bool InputBuffer::reserve(size_t bytes) {
 
 void InputBuffer::trim(size_t len) {
   if (mapped != 0) return;
-  constexpr uintptr_t kPage = 4096;
   uintptr_t from = (reinterpret_cast<uintptr_t>(data) + len + simdjson::SIMDJSON_PADDING + kPage - 1) & ~(kPage - 1);
   uintptr_t to = (reinterpret_cast<uintptr_t>(data) + capacity) & ~(kPage - 1);
   if (to > from && to - from >= kKeepBytes / 4) ::madvise(reinterpret_cast<void*>(from), to - from, MADV_DONTNEED);
