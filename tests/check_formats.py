@@ -16,6 +16,7 @@ import os
 import re
 import sys
 import tempfile
+import unicodedata
 import urllib.parse
 import xml.etree.ElementTree as ET
 
@@ -33,10 +34,10 @@ sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "doc
 import rules_doc  # noqa: E402
 
 FORMATS = ("gnu", "json", "sarif", "github", "junit")
-GNU = re.compile(r"^(.*?)(?::(\d+):(\d+))?: (error|note): (.*?)(?: \[([A-Z]\d+)\])?$")
+GNU = re.compile(r"^(?:cfgcheck|(.*?):(\d+):(\d+)): (error|note): (.*) \[([A-Z]\d+)\]$")
 GITHUB = re.compile(r"^::(error|notice)(?: file=([^,:]*))?(?:,line=(\d+),col=(\d+))?(?:[ ,]title=([^,:]*))?::(.*)$")
 # C0 controls but the line feed, DEL, and C1 controls as UTF-8.
-CONTROL = re.compile(rb"[\x00-\x09\x0b-\x1f\x7f]|\xc2[\x80-\x9f]")
+CONTROL = re.compile(rb"[\x00-\x09\x0b-\x1f\x7f]|\xc2[\x80-\x9f]|\xe2\x80[\xa8\xa9]")
 SEVERITY = {"error": "error", "note": "info", "notice": "info", "info": "info"}
 
 
@@ -47,11 +48,17 @@ def visible(text):
         o = ord(ch)
         if o < 0x20 or o == 0x7F:
             out.append("\\x%02x" % o)
-        elif 0x80 <= o <= 0x9F:
+        elif 0x80 <= o <= 0x9F or o in (0x2028, 0x2029):
             out.append("\\u%04x" % o)
         else:
             out.append(ch)
     return "".join(out)
+
+
+def workflow_command(stream):
+    """Whether a GitHub runner reads a line as a command: "::" after white space, or "##[" anywhere."""
+    return any(line.lstrip().startswith("::") or "##[" in line
+               for line in stream.decode("utf-8", "replace").splitlines())
 
 
 def from_json(doc):
@@ -70,12 +77,47 @@ def from_sarif(doc):
 
 
 def from_gnu(text):
+    """Every line, findings and their related places alike."""
     out = []
     for line in text.splitlines()[:-1]:
         m = GNU.match(line)
         assert m, f"not a gnu line: {line!r}"
-        if m.group(6):  # related places carry no rule
-            out.append((m.group(6), SEVERITY[m.group(4)], m.group(5), int(m.group(2) or 0), int(m.group(3) or 0)))
+        out.append((m.group(6), SEVERITY[m.group(4)], m.group(5), int(m.group(2) or 0), int(m.group(3) or 0)))
+    return out
+
+
+def display_column(work, path, line, col):
+    """The GNU display column of a code-point column: tab stops every 8, wide characters 2, marks 0."""
+    path = os.path.join(work, path)
+    if not os.path.isfile(path):
+        return col  # a pipe, read once already: its tests hold ASCII
+    with open(path, "rb") as f:
+        text = f.read().split(b"\n")[line - 1].decode("utf-8", "replace").lstrip("\ufeff")
+    out = 1
+    for ch in text[:col - 1]:
+        cat, cp = unicodedata.category(ch), ord(ch)
+        if ch == "\t":
+            out = (out - 1) // 8 * 8 + 9
+        elif cp != 0xAD and (cat in ("Mn", "Me", "Cf") or 0x1160 <= cp <= 0x11FF):
+            pass
+        elif (cat != "Cn" and unicodedata.east_asian_width(ch) in "WF") or 0x20000 <= cp <= 0x3FFFD:
+            out += 2
+        else:
+            out += 1
+    return out
+
+
+def gnu_expected(doc, work):
+    """The gnu lines the json document stands for."""
+    out = []
+    for f in doc["findings"]:
+        for e, severity in [(f, f["severity"])] + [(r, "info") for r in f["related"]]:
+            message, line = visible(e["message"]).replace("##[", "##\\x5b"), e["line"] or 0
+            if line:
+                col = display_column(work, e["file"], line, e["column"])
+            else:  # the program's own message form
+                message, col = (visible(e["file"]) + ": " if e["file"] else "") + message, 0
+            out.append((f["rule"], severity, message, line, col))
     return out
 
 
@@ -152,7 +194,7 @@ def input_bytes(work):
 
 def check_run(binary, args, case, work, limit, text_run, schemas):
     want_status = text_run.returncode
-    problems, found, fresh = [], {}, []
+    problems, found, fresh, gnu_want = [], {}, [], []
     setup = os.path.join(case, "setup")
     piped = os.path.exists(setup) and "mkfifo" in open(setup).read()
     for fmt in FORMATS:
@@ -164,8 +206,11 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
         if proc.returncode != want_status:
             problems.append(f"{fmt}: exit status {proc.returncode}, text gives {want_status}")
             continue
-        if CONTROL.search(proc.stdout):
+        if CONTROL.search(proc.stdout) or CONTROL.search(proc.stderr):
             problems.append(f"{fmt}: a control character reaches the output")
+        streams = [proc.stderr] if fmt == "github" else [proc.stdout, proc.stderr]
+        if any(workflow_command(stream) for stream in streams):
+            problems.append(f"{fmt}: a line a CI runner would take for a workflow command")
         text = proc.stdout.decode("utf-8", "replace")
         try:
             if fmt in ("json", "sarif"):
@@ -173,10 +218,11 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
                 schemas[fmt].validate(doc)
                 found[fmt] = from_json(doc) if fmt == "json" else from_sarif(doc)
                 if fmt == "json" and "transport" in doc:
-                    want = text_run.stderr.decode("utf-8", "replace").splitlines()
-                    if transport_lines(doc["transport"]) != want:
+                    want = text_run.stderr.decode("utf-8", "replace")
+                    if "".join(line + "\n" for line in transport_lines(doc["transport"])) != want:
                         problems.append("json: the transport report differs from the text form's")
                 if fmt == "json":
+                    gnu_want = gnu_expected(doc, work)
                     bad = [f for f, d in zip(found[fmt], doc["findings"]) if not inside(work, f, d["file"])]
                     if bad:
                         problems.append(f"positions outside their file: {bad[:3]}")
@@ -190,6 +236,8 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
             want = found["json"]
             if fmt == "junit":  # a suite per file, errors only
                 want, got = sorted(errors), sorted(got)
+            elif fmt == "gnu":
+                want = gnu_want
             if got != want:
                 diff = next(((a, b) for a, b in zip(want, got) if a != b), (len(want), len(got)))
                 problems.append(f"{fmt} differs from json: {diff}")

@@ -17,7 +17,10 @@ json number(uint32_t n) { return n != 0 ? json(n) : json(nullptr); }
 
 void write(const json& doc) {
   // ASCII only: no name from a file reaches the terminal as a control character.
-  tbx::cout << doc.dump(2, ' ', true, json::error_handler_t::replace) << tbx::endl;
+  std::string text = doc.dump(2, ' ', true, json::error_handler_t::replace);
+  // "##[" stands only inside strings; escaped, no CI runner reads the line as a command.
+  for (std::size_t at = text.find("##["); at != std::string::npos; at = text.find("##[", at)) text.replace(at + 2, 1, "\\u005b");
+  tbx::cout << text << tbx::endl;
 }
 
 json place(const std::string& file, support::Location at, const std::string& message) {

@@ -13,6 +13,11 @@ namespace {
 std::string xml(std::string_view text) {
   std::string out;
   for (char c : visible(text)) {
+    // "##[" would be a workflow command to a CI runner
+    if (c == '[' && out.ends_with("##")) {
+      out += "&#91;";
+      continue;
+    }
     switch (c) {
       case '&': out += "&amp;"; break;
       case '<': out += "&lt;"; break;

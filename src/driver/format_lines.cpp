@@ -16,13 +16,17 @@ void hexEscape(std::string& out, const char* form, unsigned char c) {
   out += kHex[c & 15];
 }
 
-// "path:line:column" or just the path when the place is unknown; the
-// program's name, as compilers do, for a finding about the run as a whole.
-std::string where(const std::string& file, support::Location at) {
-  if (file.empty()) return "cfgcheck";
-  std::string out = visible(file);
-  if (at.line != 0) out += ':' + std::to_string(at.line) + ':' + std::to_string(at.column);
-  return out;
+// "path:line:column", the column as `gnu` or the other formats count it.
+std::string where(const std::string& file, support::Location at, bool gnu) {
+  const uint32_t column = gnu && at.display != 0 ? at.display : at.column;
+  return visible(file) + ':' + std::to_string(at.line) + ':' + std::to_string(column);
+}
+
+// A GitHub runner reads a line as a workflow command when it begins with
+// "::" after white space (as .NET trims it) or holds "##[" anywhere.
+bool whiteInDotNet(char32_t cp) {
+  return cp == ' ' || cp == 0xA0 || cp == 0x1680 || (cp >= 0x2000 && cp <= 0x200A) || cp == 0x2028 ||
+         cp == 0x2029 || cp == 0x202F || cp == 0x205F || cp == 0x3000;
 }
 
 // GitHub's escaping of a command's data; a property also escapes ':' and ','.
@@ -48,6 +52,23 @@ void githubCommand(std::string_view kind, const std::string& file, support::Loca
   tbx::cout << "::" << githubEscape(message, false) << tbx::endl;
 }
 
+void gnuLine(const std::string& file, support::Location at, std::string_view kind, std::string_view message,
+             std::string_view rule) {
+  std::string line;
+  // A place an editor can open, or the program's own message form.
+  if (file.empty() || at.line == 0) {
+    line = "cfgcheck: ";
+    line.append(kind).append(": ");
+    if (!file.empty()) line += visible(file) + ": ";
+  } else {
+    line = where(file, at, true) + ": ";
+    line.append(kind).append(": ");
+  }
+  line += visible(message);
+  line.append(" [").append(rule).append("]");
+  tbx::cout << inert(std::move(line)) << tbx::endl;
+}
+
 }  // namespace
 
 std::string visible(std::string_view text) {
@@ -61,11 +82,34 @@ std::string visible(std::string_view text) {
     } else if (c == 0xc2 && next >= 0x80 && next <= 0x9f) {
       hexEscape(out, "\\u00", next);
       ++i;
+    } else if (c == 0xe2 && next == 0x80 && i + 2 < text.size() && (text[i + 2] == '\xa8' || text[i + 2] == '\xa9')) {
+      // line and paragraph separators: some readers break lines there
+      hexEscape(out, "\\u20", static_cast<unsigned char>(text[i + 2]) - 0x80);
+      i += 2;
     } else {
       out += static_cast<char>(c);
     }
   }
   return out;
+}
+
+std::string inert(std::string line) {
+  std::size_t lead = 0;
+  while (lead < line.size()) {
+    const unsigned char c = static_cast<unsigned char>(line[lead]);
+    if (c == ' ') {
+      ++lead;
+      continue;
+    }
+    if (c < 0xc0) break;
+    const auto* p = reinterpret_cast<const unsigned char*>(line.data()) + lead;
+    int length = 1;
+    if (!whiteInDotNet(kit::config::decodeUtf8(p, p + (line.size() - lead), length))) break;
+    lead += static_cast<std::size_t>(length);
+  }
+  if (line.compare(lead, 2, "::") == 0) line.replace(lead, 1, "\\x3a");
+  for (std::size_t at = line.find("##["); at != std::string::npos; at = line.find("##[", at)) line.replace(at + 2, 1, "\\x5b");
+  return line;
 }
 
 std::string fullMessage(const support::Finding& f) {
@@ -97,11 +141,9 @@ std::string ruleAnchor(const RuleEntry& rule) {
 }
 
 void writeGnu(const support::Finding& f) {
-  const char* kind = f.severity == support::Severity::Error ? "error" : "note";
-  tbx::cout << where(f.file, f.at) << ": " << kind << ": " << visible(fullMessage(f)) << " [" << f.rule << ']'
-            << tbx::endl;
-  for (const support::Related& r : f.related)
-    tbx::cout << where(r.file, r.at) << ": note: " << visible(r.message) << tbx::endl;
+  gnuLine(f.file, f.at, f.severity == support::Severity::Error ? "error" : "note", fullMessage(f), f.rule);
+  // Related places carry the finding's ID, so that a reader that keeps only tagged lines keeps them too.
+  for (const support::Related& r : f.related) gnuLine(r.file, r.at, "note", r.message, f.rule);
 }
 
 void writeGithub(const support::Finding& f) {

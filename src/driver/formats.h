@@ -45,6 +45,9 @@ std::string ruleAnchor(const RuleEntry& rule);
 // Text from the files in a form that cannot break a line or reach a terminal
 // as a control character: C0, DEL and C1 controls become \xNN or \u00NN.
 std::string visible(std::string_view text);
+// A line of `visible` text that no CI runner takes for a workflow command:
+// a leading "::" and any "##[" lose their meaning (\x3a, \x5b).
+std::string inert(std::string line);
 // The message with the text form's line of its own, when it has one.
 std::string fullMessage(const support::Finding& f);
 

@@ -186,7 +186,7 @@ void Document::reset() {
   text = nullptr;
   len = 0;
   lineMarks.clear();
-  lastAsked = LineMark{0, Location{1, 1}};
+  lastAsked = LineMark{0, kTextStart};
 }
 
 List* Document::listFor(const Tree* tree, size_t id) {

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "platform/location.h"
+
 namespace kit::config {
 
 struct Document;
@@ -131,13 +133,6 @@ void releaseSyntaxRoom();
 // Bytes of a top-level list parsed at a time (default 256 KiB). Tests set it
 // small to take that path with small files.
 void setListBatchBytes(size_t bytes);
-
-// Where a value or key stands in its file: line and column from 1, columns
-// counted in code points (a tab is one). {0, 0} when unknown.
-struct Location {
-  uint32_t line = 0;
-  uint32_t column = 0;
-};
 
 // Positions cost a walk over the file; a run that prints none leaves them off.
 void setPositionsWanted(bool on);

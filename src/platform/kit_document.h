@@ -85,7 +85,7 @@ struct Document {
     Location location;
   };
   std::vector<LineMark> lineMarks;
-  LineMark lastAsked{0, Location{1, 1}};
+  LineMark lastAsked{0, kTextStart};
 
   Document();
   ~Document();

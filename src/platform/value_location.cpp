@@ -73,12 +73,11 @@ size_t fileOffset(const Tree& tree, size_t offset) {
   return piece->second + (offset - piece->first);
 }
 
-// Lines and columns from 1; a column counts code points, so UTF-8
-// continuation bytes are passed over.
+// Lines and columns from 1 (see Location).
 Location lineAndColumn(Document& doc, size_t offset) {
   if (offset > doc.len) return Location{};
   size_t at = 0;
-  Location where{1, 1};
+  Location where = kTextStart;
   if (const Document::LineMark* mark = lastMarkUpTo(doc.lineMarks, offset, &Document::LineMark::offset)) {
     at = mark->offset;
     where = mark->location;
@@ -87,16 +86,12 @@ Location lineAndColumn(Document& doc, size_t offset) {
     at = doc.lastAsked.offset;
     where = doc.lastAsked.location;
   }
-  const unsigned char* text = reinterpret_cast<const unsigned char*>(doc.text);
-  for (; at < offset; ++at) {
-    if (text[at] == '\n') {
-      ++where.line;
-      where.column = 1;
-    } else if ((text[at] & 0xC0) != 0x80) {
-      ++where.column;
-    }
-    if ((at + 1) % kLineMarkEvery == 0 && (doc.lineMarks.empty() || doc.lineMarks.back().offset <= at))
-      doc.lineMarks.push_back(Document::LineMark{at + 1, where});
+  while (at < offset) {
+    const size_t stop = std::min(offset, (at / kLineMarkEvery + 1) * kLineMarkEvery);
+    advance(where, doc.text + at, doc.text + stop, doc.text + doc.len);
+    at = stop;
+    if (at % kLineMarkEvery == 0 && (doc.lineMarks.empty() || doc.lineMarks.back().offset < at))
+      doc.lineMarks.push_back(Document::LineMark{at, where});
   }
   doc.lastAsked = Document::LineMark{offset, where};
   return where;

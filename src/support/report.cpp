@@ -92,7 +92,8 @@ void textLine(std::string_view line) {
 Location FirstPlaces::of(std::string_view name) const {
   const uint64_t* packed = places.find(name);
   if (packed == nullptr) return Location{};
-  return Location{static_cast<uint32_t>(*packed >> 32), static_cast<uint32_t>(*packed)};
+  return Location{static_cast<uint32_t>(*packed >> 32), static_cast<uint32_t>(*packed >> 16 & 0xFFFF),
+                  static_cast<uint32_t>(*packed & 0xFFFF)};
 }
 
 void fileStart(std::string_view path) {
@@ -127,7 +128,8 @@ void contentStart(std::string_view path) {
 void transportLine(std::string_view line) {
   State& s = state();
   if (s.format == Format::Json) s.doc.transport = true;
-  else tbx::cerr << line << tbx::endl;
+  else if (s.format == Format::Text) tbx::cerr << line << tbx::endl;
+  else tbx::cerr << driver::inert(driver::visible(line)) << tbx::endl;
 }
 
 bool wantsTransportEntries() { return state().format == Format::Json; }

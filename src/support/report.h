@@ -115,7 +115,11 @@ struct FirstPlaces {
   Location of(std::string_view name) const;
   void clear() { places.destroy(); }
 
-  static uint64_t pack(Location at) { return uint64_t(at.line) << 32 | at.column; }
+  // Known files' lines are short (255 bytes), so 16 bits hold their columns.
+  static uint64_t pack(Location at) {
+    auto narrow = [](uint32_t c) { return uint64_t(c < 0xFFFF ? c : 0xFFFF); };
+    return uint64_t(at.line) << 32 | narrow(at.column) << 16 | narrow(at.display);
+  }
   NameMap places;
 };
 
