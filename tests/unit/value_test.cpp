@@ -265,6 +265,23 @@ TEST(Parser, ReasonsNameThePlace) {
   EXPECT_NE(Parsed("").reason.find("line 1, column 1: "), std::string::npos);
 }
 
+// The driver places the finding from the fault as data, not from the reason's words.
+TEST(Parser, FaultPlaceComesWithTheReason) {
+  Parsed cut("{\n  \"a\": [1,\n    {\"b\": 2}");
+  EXPECT_EQ(cut.reason, "line 3, column 13: the file ends before the '[' of line 2, column 8 is closed");
+  auto same = [](const kit::config::ParseFault& f, uint32_t line, uint32_t column, uint32_t openLine,
+                 uint32_t openColumn, char bracket) {
+    return f.at.line == line && f.at.column == column && f.open.line == openLine && f.open.column == openColumn &&
+           f.bracket == bracket;
+  };
+  EXPECT_TRUE(same(cut.parser.fault(), 3, 13, 2, 8, '['));
+  EXPECT_EQ(cut.parser.checkSyntax(cut.dir.write("f.json", "\xEF\xBB\xBF\xEF\xBB\xBF[]").c_str(), 0), 1);
+  EXPECT_TRUE(same(cut.parser.fault(), 1, 1, 0, 0, 0));  // the first mark is no character of the text
+  EXPECT_EQ(cut.parser.checkSyntax(cut.dir.write("f.json", "[1]").c_str(), 0), 0);
+  EXPECT_TRUE(same(cut.parser.fault(), 0, 0, 0, 0, 0));
+  tbx::ErrorStorage::ack();
+}
+
 // Large files are mapped: whatever their length, the text ends where the file
 // does, and a file cut short while it is mapped reads as zeros, not a crash.
 TEST(Parser, LargeFilesReadAsTheyWereOpened) {
@@ -273,7 +290,8 @@ TEST(Parser, LargeFilesReadAsTheyWereOpened) {
     Parsed whole(text);
     EXPECT_EQ(whole.rc, 0) << size;
     EXPECT_EQ(render(whole.array->at(0)), "1");
-    EXPECT_EQ(Parsed(text.substr(0, size - 1)).reason, "line 1, column 1: '[' never closed: the file ends before its ']'");
+    EXPECT_EQ(Parsed(text.substr(0, size - 1)).reason,
+              "line 1, column " + std::to_string(size) + ": the file ends before the '[' of line 1, column 1 is closed");
   }
   ScratchDir dir;
   const std::string path = dir.write("cut.json", std::string(3 << 20, 'x'));
