@@ -45,13 +45,8 @@ def structure(text):
     return where, opened, in_string
 
 
-def line_of(text, pos):
-    return text.count("\n", 0, pos) + 1
-
-
 def place(text, pos):
-    line = line_of(text, pos)
-    return line, pos - (text.rfind("\n", 0, pos) + 1) + 1
+    return text.count("\n", 0, pos) + 1, pos - text.rfind("\n", 0, pos)
 
 
 def mutate(rng, text, where, kind):
@@ -91,7 +86,7 @@ def check(binary, work, text, kind, pos):
     line, related = found["line"], found["related"]
     said = f"line {line}: {found['message']} (python: line {python_line})"
     if kind != "cut":
-        edit_line = line_of(text, pos)
+        edit_line = place(text, pos)[0]
         return None if line in (python_line, edit_line) else f"{said}, edit on line {edit_line}"
     _, opened, in_string = structure(text)
     end = place(text, len(text))

@@ -265,23 +265,6 @@ TEST(Parser, ReasonsNameThePlace) {
   EXPECT_NE(Parsed("").reason.find("line 1, column 1: "), std::string::npos);
 }
 
-// The driver places the finding from the fault as data, not from the reason's words.
-TEST(Parser, FaultPlaceComesWithTheReason) {
-  Parsed cut("{\n  \"a\": [1,\n    {\"b\": 2}");
-  EXPECT_EQ(cut.reason, "line 3, column 13: the file ends before the '[' of line 2, column 8 is closed");
-  auto same = [](const kit::config::ParseFault& f, uint32_t line, uint32_t column, uint32_t openLine,
-                 uint32_t openColumn, char bracket) {
-    return f.at.line == line && f.at.column == column && f.open.line == openLine && f.open.column == openColumn &&
-           f.bracket == bracket;
-  };
-  EXPECT_TRUE(same(cut.parser.fault(), 3, 13, 2, 8, '['));
-  EXPECT_EQ(cut.parser.checkSyntax(cut.dir.write("f.json", "\xEF\xBB\xBF\xEF\xBB\xBF[]").c_str(), 0), 1);
-  EXPECT_TRUE(same(cut.parser.fault(), 1, 1, 0, 0, 0));  // the first mark is no character of the text
-  EXPECT_EQ(cut.parser.checkSyntax(cut.dir.write("f.json", "[1]").c_str(), 0), 0);
-  EXPECT_TRUE(same(cut.parser.fault(), 0, 0, 0, 0, 0));
-  tbx::ErrorStorage::ack();
-}
-
 // Large files are mapped: whatever their length, the text ends where the file
 // does, and a file cut short while it is mapped reads as zeros, not a crash.
 TEST(Parser, LargeFilesReadAsTheyWereOpened) {
