@@ -11,10 +11,15 @@
 #include "render_value.h"
 
 namespace {
-std::string takeReason() {
+// The reason, and the place the driver gives its finding, which must be the one the reason names.
+std::string takeReason(const kit::config::JSONParser& parser) {
   const char* reason = tbx::ErrorStorage::reason();
   std::string text = reason != nullptr ? reason : "";
   tbx::ErrorStorage::ack();
+  const kit::config::ParseFault& f = parser.fault();
+  if (f.at.line != 0 &&
+      text.rfind("line " + std::to_string(f.at.line) + ", column " + std::to_string(f.at.column) + ": ", 0) != 0)
+    std::abort();
   return text;
 }
 }  // namespace
@@ -28,14 +33,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   kit::config::Dictionary* dict = nullptr;
   kit::config::Array* array = nullptr;
   int document = parser.parseFile(path.c_str(), dict, array, 0);
-  std::string documentReason = takeReason();
+  std::string documentReason = takeReason(parser);
   const std::string whole = document == 0 && dict != nullptr ? render(*dict) : "";
   // tiny batches, so that small inputs are cut too; the syntax walk lays the cuts
   kit::config::setListBatchBytes(1 + size % 61);
   int streaming = parser.checkSyntax(path.c_str(), 0);
-  std::string streamingReason = takeReason();
+  std::string streamingReason = takeReason(parser);
   int batched = parser.parseFile(path.c_str(), dict, array, 0);
-  std::string batchedReason = takeReason();
+  std::string batchedReason = takeReason(parser);
   const std::string pieces = batched == 0 && dict != nullptr ? render(*dict) : "";
   kit::config::setListBatchBytes(256 * 1024);
   if (document != streaming || documentReason != streamingReason) std::abort();

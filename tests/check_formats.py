@@ -35,6 +35,7 @@ import rules_doc  # noqa: E402
 
 FORMATS = ("gnu", "json", "sarif", "github", "junit")
 GNU = re.compile(r"^(?:cfgcheck|(.*?):(\d+):(\d+)): (error|note): (.*) \[([A-Z]\d+)\]$")
+REASON_PLACE = re.compile(r"line (\d+), column (\d+): ")
 GITHUB = re.compile(r"^::(error|notice)(?: file=([^,:]*))?(?:,line=(\d+),col=(\d+))?(?:[ ,]title=([^,:]*))?::(.*)$")
 # C0 controls but the line feed, DEL, and C1 controls as UTF-8.
 CONTROL = re.compile(rb"[\x00-\x09\x0b-\x1f\x7f]|\xc2[\x80-\x9f]|\xe2\x80[\xa8\xa9]")
@@ -224,8 +225,15 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
                 if fmt == "json":
                     gnu_want = gnu_expected(doc, work)
                     bad = [f for f, d in zip(found[fmt], doc["findings"]) if not inside(work, f, d["file"])]
+                    bad += [r for d in doc["findings"] for r in d["related"]
+                            if not inside(work, (0, 0, 0, r["line"] or 0, r["column"] or 0), r["file"])]
                     if bad:
                         problems.append(f"positions outside their file: {bad[:3]}")
+                    # a parse failure's place comes as data: it must be the one its reason names
+                    said = [(REASON_PLACE.match(d["message"]), d) for d in doc["findings"] if d["rule"] == "P1"]
+                    bad = [d for m, d in said if m and m.groups() != (str(d["line"]), str(d["column"]))]
+                    if bad:
+                        problems.append(f"parse failures placed elsewhere than their reason says: {bad[:2]}")
             else:
                 found[fmt] = {"gnu": from_gnu, "github": from_github, "junit": from_junit}[fmt](text)
         except (AssertionError, ValueError, ET.ParseError, jsonschema.ValidationError) as e:

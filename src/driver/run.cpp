@@ -37,6 +37,7 @@ bool parseListed(const std::string& path, const Options& options, KnownFiles& kn
   support::fileStart(path);
   KnownFile* knownFile = knownFileFor(path, known);
   int rc = 0;
+  kit::config::ParseFault fault;
   plat::RealtimeStopWatch watch(false);
   if (knownFile != nullptr) {
     // Parsed once: the document serves the verdict, the content check and the
@@ -56,6 +57,7 @@ bool parseListed(const std::string& path, const Options& options, KnownFiles& kn
     watch.start();
     rc = parser->parseFile(path.c_str(), dict, array, 255);
     watch.stop();
+    fault = parser->fault();
     // Its check comes after every file is read: until then the text need not
     // stay in memory beside the others.
     parser->giveBackText();
@@ -67,8 +69,9 @@ bool parseListed(const std::string& path, const Options& options, KnownFiles& kn
     watch.start();
     rc = parser.checkSyntax(path.c_str(), options.maxLineLength);
     watch.stop();
+    fault = parser.fault();
   }
-  support::fileDone(rc == 0, watch.getElapsedTime(), tbx::ErrorStorage::reason());
+  support::fileDone(rc == 0, watch.getElapsedTime(), tbx::ErrorStorage::reason(), fault);
   if (rc == 0) return true;
   tbx::ErrorStorage::ack();
   return false;

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
@@ -154,25 +155,35 @@ std::string printable(std::string_view text, std::size_t maxLen) {
   return out;
 }
 
-// Lines and columns count from 1; a column counts code points, so a tab or
-// a two-byte letter is one.
-std::string place(const char* text, std::size_t offset, const std::string& what) {
+// Lines and columns count from 1 (see Location).
+Location position(const char* text, std::size_t offset) {
   std::size_t line = 1;
   std::size_t lineStart = 0;
   for (const char* q = text; (q = static_cast<const char*>(std::memchr(q, '\n', text + offset - q))) != nullptr; ++q) {
     ++line;
     lineStart = static_cast<std::size_t>(q - text) + 1;
   }
-  std::size_t column = 1;
-  for (std::size_t i = lineStart; i < offset; ++i)
-    if ((static_cast<unsigned char>(text[i]) & 0xc0) != 0x80) ++column;
-  return "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + what;
+  Location at{static_cast<uint32_t>(std::min<std::size_t>(line, UINT32_MAX)), 1, 1};
+  advance(at, text + lineStart, text + offset, text + offset);
+  return at;
+}
+
+std::string lineAndColumn(Location at) {
+  return "line " + std::to_string(at.line) + ", column " + std::to_string(at.column);
+}
+
+JsonError placed(const char* text, std::size_t offset, const std::string& what) {
+  JsonError e;
+  e.place.at = position(text, offset);
+  e.reason = lineAndColumn(e.place.at) + ": " + what;
+  return e;
 }
 
 struct Fault {
   bool found = false;
   std::size_t offset = 0;
   std::string what;
+  std::size_t open = SIZE_MAX;  // the bracket a text that ends too early leaves open
 };
 
 // A file that is not UTF-8 shows it in its first bytes: a byte order mark,
@@ -254,11 +265,16 @@ Fault controlInString(const Scan& s) {
   return at(s.at, "control character " + codePoint(c) + " inside a string: write it as " + escape);
 }
 
-// A word where a value or a key should be: a word of another language, or text without quotes.
-Fault word(const Scan& s, std::size_t start) {
+std::string_view wordAt(const Scan& s, std::size_t start) {
   std::size_t end = start;
   while (Scan::wordChar(s.byte(end))) ++end;
-  std::string w(s.text + start, end - start);
+  return std::string_view(s.text + start, end - start);
+}
+
+// A word where a value or a key should be: a word of another language, or text without quotes.
+Fault word(const Scan& s, std::size_t start) {
+  std::string w(wordAt(s, start));
+  std::size_t end = start + w.size();
   std::string lower;
   for (char c : w) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
   if (s.context == "object key") return at(start, "unquoted key '" + printable(w, 40) + "': keys take double quotes");
@@ -276,11 +292,22 @@ Fault word(const Scan& s, std::size_t start) {
   return at(start, "unquoted text '" + printable(w, 40) + "': strings take double quotes");
 }
 
-bool valueStart(int c) { return c == '"' || c == '{' || c == '[' || c == '-' || Scan::wordChar(c); }
+// Two scalars side by side lack the comma between them; a bracket after a
+// value is more often a stray one, and is placed where it stands.
+bool scalarStart(int c) { return c == '"' || c == '-' || Scan::wordChar(c); }
 
 // Where a comma belongs: right after the previous value.
 Fault missingComma(const Scan& s, std::size_t tokenStart) {
   return at(s.skipBack(tokenStart), s.inObject() ? "missing ',' between two members" : "missing ',' between two elements");
+}
+
+std::string ourExpectation(const Scan& s) {
+  if (s.expected == "'}'") return "',' or '}'";
+  if (s.expected == "']'") return "',' or ']'";
+  if (s.expected == "':'") return "':'";
+  if (s.expected == "string literal") return "a key in double quotes";
+  if (s.expected == "end of input") return "the end of the file";
+  return "a value";
 }
 
 // A character that starts no token.
@@ -308,19 +335,19 @@ Fault badCharacter(const Scan& s) {
   if (std::isalpha(s.byte(start))) {
     bool afterValue = s.expected == "'}'" || s.expected == "']'";
     Fault f = word(s, start);
-    if (afterValue && f.what.rfind("unquoted", 0) == 0) return missingComma(s, start);
+    if (afterValue && f.what.rfind("unquoted", 0) == 0)
+      return at(start, "unexpected text '" + printable(wordAt(s, start), 40) + "': expected " + ourExpectation(s));
     return f;
   }
   return at(s.at, "unexpected character '" + printable(std::string_view(s.text + s.at, 1), 4) + "'");
 }
 
-std::string ourExpectation(const Scan& s) {
-  if (s.expected == "'}'") return "',' or '}'";
-  if (s.expected == "']'") return "',' or ']'";
-  if (s.expected == "':'") return "':'";
-  if (s.expected == "string literal") return "a key in double quotes";
-  if (s.expected == "end of input") return "the end of the file";
-  return "a value";
+// Whether what follows a closing bracket at `i` may follow a value: else the
+// bracket is a stray one, not the end of a list with a trailing comma.
+bool closesValue(const Scan& s, std::size_t i) {
+  while (Scan::space(s.byte(i))) ++i;
+  int c = s.byte(i);
+  return c < 0 || c == ',' || c == '}' || c == ']';
 }
 
 // A token the grammar does not allow where it stands.
@@ -328,14 +355,18 @@ Fault badToken(const Scan& s) {
   int c = s.byte(s.at);
   if (c < 0) {
     if (!s.opened.empty()) {
-      char open = s.text[s.opened.back()];
-      return at(s.opened.back(), std::string("'") + open + "' never closed: the file ends before its '" +
-                                     (open == '{' ? '}' : ']') + "'");
+      // placed where more text was expected; the bracket goes along as data
+      std::size_t open = s.opened.back();
+      Fault f = at(s.len, std::string("the file ends before the '") + s.text[open] + "' of " +
+                              lineAndColumn(position(s.text, open)) + " is closed");
+      f.open = open;
+      return f;
     }
     return at(s.at, s.len == 0 ? "empty file: a JSON file holds one value" : "no value: the file holds only white space");
   }
   std::size_t before = s.skipBack(s.at);
-  if ((c == '}' || c == ']') && before > 0 && s.text[before - 1] == ',') return at(before - 1, std::string("trailing comma before '") + static_cast<char>(c) + "'");
+  if ((c == '}' || c == ']') && before > 0 && s.text[before - 1] == ',' && closesValue(s, s.at + 1))
+    return at(before - 1, std::string("trailing comma before '") + static_cast<char>(c) + "'");
   if (std::isdigit(c) && s.byte(s.at - 1) == '0' && !std::isdigit(s.byte(s.at - 2))) {
     std::size_t start = s.byte(s.at - 2) == '-' ? s.at - 2 : s.at - 1;
     std::size_t end = s.at;
@@ -346,7 +377,7 @@ Fault badToken(const Scan& s) {
     if (Scan::wordChar(c) || c == '-') return word(s, s.at);
   }
   if (s.context == "object separator") return at(s.at, "missing ':' after the key");
-  if ((s.expected == "'}'" || s.expected == "']'") && valueStart(c)) return missingComma(s, s.at);
+  if ((s.expected == "'}'" || s.expected == "']'") && scalarStart(c)) return missingComma(s, s.at);
   if (s.expected == "'}'" && c == ']') return at(s.at, "']' where the object needs its '}'");
   if (s.expected == "']'" && c == '}') return at(s.at, "'}' where the array needs its ']'");
   if (s.expected == "end of input") {
@@ -454,17 +485,25 @@ Fault locate(const char* text, std::size_t len, std::size_t maxDepth, bool cut) 
 
 }  // namespace
 
-std::string describeJsonError(const char* text, std::size_t len, std::size_t maxDepth) {
+JsonError describeJsonError(const char* text, std::size_t len, std::size_t maxDepth) {
   std::string encoding = otherEncoding(reinterpret_cast<const unsigned char*>(text), len);
-  if (!encoding.empty()) return place(text, 0, encoding);
+  if (!encoding.empty()) return placed(text, 0, encoding);
+  // The reader skips one mark before the text; the event parser would skip this one too.
+  if (len >= 3 && std::memcmp(text, "\xEF\xBB\xBF", 3) == 0)
+    return placed(text, 0, "second byte-order mark: a file may start with one only");
   // nlohmann takes a NUL byte for the end of the input, so it is shown only
   // what comes before the first one; a fault found no earlier is the NUL itself.
   const void* nul = std::memchr(text, '\0', len);
   if (nul != nullptr) len = static_cast<std::size_t>(static_cast<const char*>(nul) - text);
   Fault fault = locate(text, len, maxDepth, nul != nullptr);
-  if (nul != nullptr && !fault.found) return place(text, len, "unexpected NUL byte");
-  if (!fault.found) return fault.what;
-  return place(text, fault.offset, fault.what);
+  if (nul != nullptr && !fault.found) return placed(text, len, "unexpected NUL byte");
+  if (!fault.found) return JsonError{fault.what, ParseFault{}};
+  JsonError e = placed(text, fault.offset, fault.what);
+  if (fault.open != SIZE_MAX) {
+    e.place.open = position(text, fault.open);
+    e.place.bracket = text[fault.open];
+  }
+  return e;
 }
 
 }  // namespace kit::config

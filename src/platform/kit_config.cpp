@@ -338,12 +338,12 @@ Value bcf_iterator::value() const { return m_doc->wrap(fromRaw<ObjectIter>(m_raw
 
 namespace {
 
-std::string parseFailureReason(simdjson::error_code err, const char* buf, size_t len) {
-  if (err == simdjson::MEMALLOC) return "not enough memory to parse the file (" + std::to_string(len) + " bytes)";
-  if (err == simdjson::CAPACITY) return "the file is too large to parse (" + std::to_string(len) + " bytes)";
-  std::string where = describeJsonError(buf, len, kMaxDepth);
-  if (!where.empty()) return where;
-  return simdjson::error_message(err);
+JsonError parseFailure(simdjson::error_code err, const char* buf, size_t len) {
+  if (err == simdjson::MEMALLOC) return {"not enough memory to parse the file (" + std::to_string(len) + " bytes)", {}};
+  if (err == simdjson::CAPACITY) return {"the file is too large to parse (" + std::to_string(len) + " bytes)", {}};
+  JsonError where = describeJsonError(buf, len, kMaxDepth);
+  if (where.reason.empty()) where.reason = simdjson::error_message(err);
+  return where;
 }
 
 // A file too large for this machine is a failed file, not a crash.
@@ -368,6 +368,7 @@ JSONParser::~JSONParser() = default;
 
 int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf, size_t& len) {
   std::string reason;
+  m_fault = ParseFault{};
   if (!m_doc) m_doc = std::make_unique<Document>();
   m_doc->reset();
   if (!m_doc->slot) m_doc->slot = takeSlot();
@@ -393,7 +394,9 @@ int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf,
 
 int JSONParser::fail(int err, const char* buf, size_t len) {
   auto code = static_cast<simdjson::error_code>(err);
-  tbx::ErrorStorage::record(parseFailureReason(code, buf, len));
+  JsonError failure = parseFailure(code, buf, len);
+  tbx::ErrorStorage::record(failure.reason);
+  m_fault = failure.place;
   // After a failed allocation a parser believes it has the room it was
   // refused and would write through a null pointer on its next use.
   if (code == simdjson::MEMALLOC) m_doc->slot.reset();

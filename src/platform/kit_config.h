@@ -17,6 +17,22 @@ struct Tree;
 struct ValueAccess;
 class bcf_iterator;
 
+// Where a value or key stands in its file: line and column from 1, columns
+// counted in code points (a tab is one). {0, 0} when unknown.
+struct Location {
+  uint32_t line = 0;
+  uint32_t column = 0;
+};
+
+// Where a failed parse found the fault: unknown when the file could not be
+// read or the fault has no place. A text that ends too early also names the
+// innermost bracket it leaves open.
+struct ParseFault {
+  Location at;
+  Location open;
+  char bracket = 0;  // '{' or '[' at `open`; 0 when none is left open
+};
+
 // One JSON value of a parsed document, or the absent value. Cheap to copy;
 // valid while the parser that produced it lives, except an entry of a large
 // top-level list (see parseFile): that one until the list is read elsewhere,
@@ -115,6 +131,8 @@ class JSONParser {
   // The top-level value of the last parse, whatever its kind; absent after a
   // failure.
   const Value& root() const { return m_top; }
+  // Where the last parse failed; unknown after a success.
+  const ParseFault& fault() const { return m_fault; }
 
  private:
   // Reads `path` and applies the line limit; on success the text is in the slot.
@@ -123,6 +141,7 @@ class JSONParser {
 
   std::unique_ptr<Document> m_doc;
   Value m_top;
+  ParseFault m_fault;
   Lists m_lists;
 };
 

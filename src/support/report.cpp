@@ -1,7 +1,5 @@
 #include "support/report.h"
 
-#include <cstdio>
-
 #include "platform/tbx.h"
 #include "driver/formats.h"
 
@@ -23,15 +21,6 @@ State& state() {
 }
 
 bool gathers(Format f) { return f == Format::Json || f == Format::Sarif || f == Format::Junit; }
-
-// "line L, column C: ..." of a parse failure.
-Location placeOfReason(const char* reason) {
-  Location at;
-  if (reason == nullptr) return at;
-  unsigned line = 0, column = 0;
-  if (std::sscanf(reason, "line %u, column %u:", &line, &column) == 2) at = Location{line, column};
-  return at;
-}
 
 void writeText(const Finding& f) {
   tbx::ostream& out = f.onStderr ? tbx::cerr : tbx::cout;
@@ -102,7 +91,7 @@ void fileStart(std::string_view path) {
   s.file.assign(path);
 }
 
-void fileDone(bool ok, int64_t ms, const char* reason) {
+void fileDone(bool ok, int64_t ms, const char* reason, const kit::config::ParseFault& fault) {
   State& s = state();
   if (s.format == Format::Text) {
     if (ok) {
@@ -114,7 +103,10 @@ void fileDone(bool ok, int64_t ms, const char* reason) {
     return;
   }
   if (gathers(s.format)) s.doc.files.push_back(driver::FileRecord{s.file, ok, ms, reason != nullptr ? reason : "", false});
-  if (!ok) error("P1", placeOfReason(reason), "", reason != nullptr ? reason : "");
+  if (ok) return;
+  Finding f = finding("P1", fault.at, "", reason != nullptr ? reason : "");
+  if (fault.bracket != 0) f.related.push_back(Related{f.file, fault.open, std::string("the '") + fault.bracket + "' left open"});
+  report(std::move(f));
 }
 
 void contentStart(std::string_view path) {

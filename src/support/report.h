@@ -125,9 +125,10 @@ struct FirstPlaces {
 
 // --- The driver's part -------------------------------------------------
 
-// One listed file's parse: `fileStart` before it, `fileDone` after.
+// One listed file's parse: `fileStart` before it, `fileDone` after, with the
+// place of the fault when it failed.
 void fileStart(std::string_view path);
-void fileDone(bool ok, int64_t ms, const char* reason);
+void fileDone(bool ok, int64_t ms, const char* reason, const kit::config::ParseFault& fault);
 // The content check of a known file begins.
 void contentStart(std::string_view path);
 // A line of the transport report (standard error in the text form).
