@@ -17,13 +17,6 @@ struct Tree;
 struct ValueAccess;
 class bcf_iterator;
 
-// Where a value or key stands in its file: line and column from 1, columns
-// counted in code points (a tab is one). {0, 0} when unknown.
-struct Location {
-  uint32_t line = 0;
-  uint32_t column = 0;
-};
-
 // Where a failed parse found the fault: unknown when the file could not be
 // read or the fault has no place. A text that ends too early also names the
 // innermost bracket it leaves open.
