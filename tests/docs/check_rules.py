@@ -7,7 +7,11 @@ the driver's own "[cfgcheck]..." lines counts) and exit with 1, and so must its
 print no such line and exit with 0; an example must print its documented
 output and exit with 0.
 
-    check_rules.py CFGCHECK RULES_MD [SECTION]
+With --explain instead of a section: `cfgcheck --explain ID` (the ID in
+lower case) must print the rule's entry, from its heading to the next one, and
+`cfgcheck --explain` every ID with its title.
+
+    check_rules.py CFGCHECK RULES_MD [SECTION | --explain]
 """
 import os
 import subprocess
@@ -42,9 +46,44 @@ def compare(what, got, status, want, want_status):
     return out
 
 
+def entries(doc):
+    """{ID: entry} as the document's own lines cut them; a '#' in a code block is no heading."""
+    out, current, fenced = {}, None, False
+    for line in open(doc, encoding="utf-8").read().split("\n"):
+        if line.startswith("```"):
+            fenced = not fenced
+        elif not fenced and line.startswith("#"):
+            current = line.split()[1] if line.startswith("#### ") else None
+            if current:
+                out[current] = []
+        if current:
+            out[current].append(line)
+    return {rule: "\n".join(lines).rstrip() + "\n" for rule, lines in out.items()}
+
+
+def check_explain(binary, doc):
+    texts, failed = entries(doc), 0
+    for rule, text in texts.items():
+        proc = subprocess.run([binary, "--explain", rule.lower()], capture_output=True, timeout=60)
+        if proc.returncode != 0 or proc.stdout.decode() != text:
+            failed += 1
+            print(f"FAILED --explain {rule.lower()}: status {proc.returncode}\n{proc.stdout.decode()[:300]}")
+    titles = [l[5:].replace(" *(editor)*", "") for l in open(doc, encoding="utf-8").read().split("\n")
+              if l.startswith("#### ")]
+    want = "".join(t.split(" ", 1)[0].ljust(4) + t.split(" ", 1)[1] + "\n" for t in titles)
+    proc = subprocess.run([binary, "--explain", "--strict"], capture_output=True, timeout=60)
+    if proc.returncode != 0 or proc.stdout.decode() != want:
+        failed += 1
+        print(f"FAILED --explain lists\n{proc.stdout.decode()[:300]}")
+    print(f"{len(texts) + 1 - failed} passed, {failed} failed")
+    return 1 if failed or not texts else 0
+
+
 def main():
     binary, doc = os.path.abspath(sys.argv[1]), sys.argv[2]
     section = sys.argv[3] if len(sys.argv) > 3 else None
+    if section == "--explain":
+        return check_explain(binary, doc)
     companions, rules, problems = rules_doc.parse(doc)
     for p in problems:
         print("document: " + p)
