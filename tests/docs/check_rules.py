@@ -46,36 +46,25 @@ def compare(what, got, status, want, want_status):
     return out
 
 
-def entries(doc):
-    """{ID: entry} as the document's own lines cut them; a '#' in a code block is no heading."""
-    out, current, fenced = {}, None, False
-    for line in open(doc, encoding="utf-8").read().split("\n"):
-        if line.startswith("```"):
-            fenced = not fenced
-        elif not fenced and line.startswith("#"):
-            current = line.split()[1] if line.startswith("#### ") else None
-            if current:
-                out[current] = []
-        if current:
-            out[current].append(line)
-    return {rule: "\n".join(lines).rstrip() + "\n" for rule, lines in out.items()}
-
-
 def check_explain(binary, doc):
-    texts, failed = entries(doc), 0
-    for rule, text in texts.items():
-        proc = subprocess.run([binary, "--explain", rule.lower()], capture_output=True, timeout=60)
-        if proc.returncode != 0 or proc.stdout.decode() != text:
+    """Each entry as the document's lines cut it (a '#' in a code block is no heading), and the list."""
+    texts, rule, fenced, listed = {}, None, False, ""
+    for line in open(doc, encoding="utf-8").read().split("\n"):
+        fenced ^= line.startswith("```")
+        if not fenced and line.startswith("#"):
+            rule = line.split()[1] if line.startswith("#### ") else None
+            if rule:
+                listed += rule.ljust(4) + line[5 + len(rule) + 1:].replace(" *(editor)*", "") + "\n"
+        if rule:
+            texts[rule] = texts.get(rule, "") + line + "\n"
+    runs = [([r.lower()], t.rstrip() + "\n") for r, t in texts.items()] + [(["--strict"], listed)]
+    failed = 0
+    for args, want in runs:
+        proc = subprocess.run([binary, "--explain"] + args, capture_output=True, timeout=60)
+        if proc.returncode != 0 or proc.stdout.decode() != want:
             failed += 1
-            print(f"FAILED --explain {rule.lower()}: status {proc.returncode}\n{proc.stdout.decode()[:300]}")
-    titles = [l[5:].replace(" *(editor)*", "") for l in open(doc, encoding="utf-8").read().split("\n")
-              if l.startswith("#### ")]
-    want = "".join(t.split(" ", 1)[0].ljust(4) + t.split(" ", 1)[1] + "\n" for t in titles)
-    proc = subprocess.run([binary, "--explain", "--strict"], capture_output=True, timeout=60)
-    if proc.returncode != 0 or proc.stdout.decode() != want:
-        failed += 1
-        print(f"FAILED --explain lists\n{proc.stdout.decode()[:300]}")
-    print(f"{len(texts) + 1 - failed} passed, {failed} failed")
+            print(f"FAILED --explain {args[0]}: status {proc.returncode}\n{proc.stdout.decode()[:300]}")
+    print(f"{len(runs) - failed} passed, {failed} failed")
     return 1 if failed or not texts else 0
 
 
