@@ -2,6 +2,8 @@
 # Installs what building and testing cfgcheck needs (Debian 12 packages).
 set -euo pipefail
 packages=(cmake make g++ libsimdjson-dev nlohmann-json3-dev libgtest-dev python3 python3-jsonschema python3-yaml valgrind groff-base vim "$@")
+# npm fetches the SARIF multitool for the tests; a Node.js of another source brings its own
+command -v npm >/dev/null || packages+=(npm)
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

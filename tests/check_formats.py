@@ -1,10 +1,12 @@
 #!/usr/bin/env python3
 """Runs every end-to-end case and example in every --format and checks that
 the formats agree: the same findings (rule, severity, message, place) in the
-same order, the exit status of the text run, output that is well formed (JSON
-and SARIF valid against their schemas, JUnit XML whose counts add up, GitHub
-commands only) and holds no control character from the files, and every
-position inside its file. A wrong command line stays as it is in text.
+same order, the exit status of the text run, output that is well formed (JSON,
+SARIF and GitLab's report valid against their schemas, JUnit XML whose counts
+add up, GitHub commands only) and holds no control character from the files,
+and every position inside its file. SARIF must also suit GitHub code scanning:
+each result in a file, pointing at its own rule, with a fingerprint of its own.
+A wrong command line stays as it is in text.
 
     check_formats.py CFGCHECK REPO_ROOT SARIF_SCHEMA
 
@@ -33,13 +35,14 @@ import run_e2e  # noqa: E402
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "docs"))
 import rules_doc  # noqa: E402
 
-FORMATS = ("gnu", "json", "sarif", "github", "junit")
+FORMATS = ("gnu", "json", "sarif", "github", "junit", "gitlab")
 GNU = re.compile(r"^(?:cfgcheck|(.*?):(\d+):(\d+)): (error|note): (.*) \[([A-Z]\d+)\]$")
 REASON_PLACE = re.compile(r"line (\d+), column (\d+): ")
 GITHUB = re.compile(r"^::(error|notice)(?: file=([^,:]*))?(?:,line=(\d+),col=(\d+))?(?:[ ,]title=([^,:]*))?::(.*)$")
-# C0 controls but the line feed, DEL, and C1 controls as UTF-8.
+# C0 controls but the line feed, DEL, C1 controls, and the line and paragraph separators, as UTF-8.
 CONTROL = re.compile(rb"[\x00-\x09\x0b-\x1f\x7f]|\xc2[\x80-\x9f]|\xe2\x80[\xa8\xa9]")
-SEVERITY = {"error": "error", "note": "info", "notice": "info", "info": "info"}
+SEVERITY = {"error": "error", "note": "info", "notice": "info", "info": "info", "major": "error"}
+GITLAB_SEVERITIES = ("info", "minor", "major", "critical", "blocker")
 
 
 def visible(text):
@@ -68,13 +71,33 @@ def from_json(doc):
 
 
 def from_sarif(doc):
-    out = []
-    for r in doc["runs"][0]["results"]:
-        # a finding about the run as a whole stands nowhere
-        region = r["locations"][0]["physicalLocation"].get("region", {}) if "locations" in r else {}
+    run = doc["runs"][0]
+    rules = run["tool"]["driver"]["rules"]
+    out, prints = [], set()
+    for r in run["results"]:
+        assert rules[r["ruleIndex"]]["id"] == r["ruleId"], f"{r['ruleId']} points at rule {r['ruleIndex']}"
+        assert len(r["locations"]) == 1, f"{r['ruleId']} is in no file"
+        prints.add(r["partialFingerprints"]["cfgcheck/v1"])
+        region = r["locations"][0]["physicalLocation"].get("region", {})
         out.append((r["ruleId"], "error" if r["level"] == "error" else "info", visible(r["message"]["text"]),
                     region.get("startLine", 0), region.get("startColumn", 0)))
+    assert len(prints) == len(out), "two results share a fingerprint"
+    # a finding about the run as a whole stands nowhere: a note of the invocation
+    for n in run["invocations"][0].get("toolExecutionNotifications", []):
+        rule = n["associatedRule"]
+        assert rules[rule["index"]]["id"] == rule["id"]
+        out.append((rule["id"], "error" if n["level"] == "error" else "info", visible(n["message"]["text"]), 0, 0))
     return out
+
+
+def from_gitlab(doc, validator):
+    assert isinstance(doc, list), "the report is no array"
+    for entry in doc:
+        validator.validate(entry)
+        assert entry["severity"] in GITLAB_SEVERITIES and entry["check_name"] and entry["location"]["lines"]["begin"] >= 1
+    assert len({e["fingerprint"] for e in doc}) == len(doc), "two entries share a fingerprint"
+    return [(e["check_name"], SEVERITY[e["severity"]], visible(e["description"]), e["location"]["path"],
+             e["location"]["lines"]["begin"]) for e in doc]
 
 
 def from_gnu(text):
@@ -195,7 +218,7 @@ def input_bytes(work):
 
 def check_run(binary, args, case, work, limit, text_run, schemas):
     want_status = text_run.returncode
-    problems, found, fresh, gnu_want = [], {}, [], []
+    problems, found, fresh, files, gnu_want = [], {}, [], [], []
     setup = os.path.join(case, "setup")
     piped = os.path.exists(setup) and "mkfifo" in open(setup).read()
     for fmt in FORMATS:
@@ -214,7 +237,9 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
             problems.append(f"{fmt}: a line a CI runner would take for a workflow command")
         text = proc.stdout.decode("utf-8", "replace")
         try:
-            if fmt in ("json", "sarif"):
+            if fmt == "gitlab":
+                found[fmt] = from_gitlab(json.loads(text), schemas[fmt])
+            elif fmt in ("json", "sarif"):
                 doc = json.loads(text)
                 schemas[fmt].validate(doc)
                 found[fmt] = from_json(doc) if fmt == "json" else from_sarif(doc)
@@ -224,6 +249,7 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
                         problems.append("json: the transport report differs from the text form's")
                 if fmt == "json":
                     gnu_want = gnu_expected(doc, work)
+                    files = [d["file"] for d in doc["findings"]]
                     bad = [f for f, d in zip(found[fmt], doc["findings"]) if not inside(work, f, d["file"])]
                     bad += [r for d in doc["findings"] for r in d["related"]
                             if not inside(work, (0, 0, 0, r["line"] or 0, r["column"] or 0), r["file"])]
@@ -246,6 +272,9 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
                 want, got = sorted(errors), sorted(got)
             elif fmt == "gnu":
                 want = gnu_want
+            elif fmt == "gitlab":  # findings in a file, at line 1 when they have none
+                want = [(r, s, m, os.path.relpath(p, work) if os.path.isabs(p) else os.path.normpath(p), ln or 1)
+                        for (r, s, m, ln, _), p in zip(want, files) if p]
             if got != want:
                 diff = next(((a, b) for a, b in zip(want, got) if a != b), (len(want), len(got)))
                 problems.append(f"{fmt} differs from json: {diff}")
@@ -256,7 +285,9 @@ def main():
     binary, root, sarif_schema = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), sys.argv[3]
     report_schema = json.load(open(os.path.join(root, "schemas", "cfgcheck-report.schema.json")))
     schemas = {"json": jsonschema.Draft202012Validator(report_schema),
-               "sarif": jsonschema.Draft7Validator(json.load(open(sarif_schema)))}
+               "sarif": jsonschema.Draft7Validator(json.load(open(sarif_schema))),
+               "gitlab": jsonschema.Draft7Validator(json.load(open(os.path.join(root, "tests", "schemas",
+                                                                             "gitlab-codequality.schema.json"))))}
     cases = sorted(glob.glob(os.path.join(root, "tests", "e2e", "*")))
     runs = [(c, run_e2e.read_args(c)) for c in cases]
     runs += [(os.path.join(root, "examples", e), ["--dir", ".", "--verbose", "--transport"]) for e in ("sound", "broken")]
@@ -282,9 +313,9 @@ def main():
             if limit == run_e2e.SKIPPED or (sanitized and input_bytes(work) > HEAVY):
                 continue
             text = run_e2e.run(binary, args, work, limit)
-            if text.returncode == 255 or "--help" in args or "--version" in args:
+            if text.returncode == 255 or {"--help", "--version", "--explain"} & set(args):
                 # A wrong command line is reported as in text, whatever the
-                # format; so are the help and the version.
+                # format; so are the help, the version and the rules.
                 problems = [] if not args else [
                     f"{fmt}: {p.returncode} {p.stdout[:80]!r}" for fmt in FORMATS
                     for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]

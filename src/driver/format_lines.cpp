@@ -126,20 +126,6 @@ std::string ruleDescription(const RuleEntry& rule) {
   return std::string(title);
 }
 
-// The anchor a Markdown renderer gives the heading: lower case, punctuation
-// dropped, blanks as hyphens.
-std::string ruleAnchor(const RuleEntry& rule) {
-  std::string out;
-  for (const char* p = rule.id; *p != '\0'; ++p) out += static_cast<char>(std::tolower(static_cast<unsigned char>(*p)));
-  out += '-';
-  for (const char* p = rule.title; *p != '\0'; ++p) {
-    unsigned char c = static_cast<unsigned char>(*p);
-    if (std::isalnum(c) || c == '_' || c == '-') out += static_cast<char>(std::tolower(c));
-    else if (c == ' ') out += '-';
-  }
-  return out;
-}
-
 void writeGnu(const support::Finding& f) {
   gnuLine(f.file, f.at, f.severity == support::Severity::Error ? "error" : "note", fullMessage(f), f.rule);
   // Related places carry the finding's ID, so that a reader that keeps only tagged lines keeps them too.

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "support/report.h"
@@ -35,12 +36,26 @@ struct RuleEntry {
 };
 extern const RuleEntry kRules[];
 extern const std::size_t kRuleCount;
-extern const char* const kRulesUri;
+extern const std::string_view kRulesText;  // docs/rules.md
 extern const char* const kVersion;
 
-// The title without its "*(editor)*" mark, and the heading's anchor in docs/rules.md.
+// The title without its "*(editor)*" mark.
 std::string ruleDescription(const RuleEntry& rule);
-std::string ruleAnchor(const RuleEntry& rule);
+// The rule of that ID, whatever its case; null when there is none.
+const RuleEntry* findRule(std::string_view id);
+// The rule's entry of docs/rules.md, from its heading to the next heading.
+std::string_view ruleEntry(const RuleEntry& rule);
+// The entry's first paragraph of explanation, or the title when it has none.
+std::string ruleSummary(const RuleEntry& rule);
+// The entry without Markdown: code blocks indented, headings and bold marks dropped.
+std::string plainEntry(std::string_view entry);
+// --explain: the entry of `id`, or every ID and title when `id` is null.
+int explainRule(const char* id);
+
+// Stays the same when lines move: the rule, the file and the names the finding
+// is about, then ":N" for the Nth finding with these three in the run.
+using FingerprintCounts = std::unordered_map<std::string, unsigned>;
+std::string fingerprint(const support::Finding& f, FingerprintCounts& seen);
 
 // Text from the files in a form that cannot break a line or reach a terminal
 // as a control character: C0, DEL and C1 controls become \xNN or \u00NN.
@@ -56,5 +71,6 @@ void writeGithub(const support::Finding& f);
 void writeJson(const Document& doc, const char* summary);
 void writeSarif(const Document& doc);
 void writeJunit(const Document& doc);
+void writeGitlab(const Document& doc);
 
 }  // namespace driver

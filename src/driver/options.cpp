@@ -59,6 +59,7 @@ void printHelp() {
             << "\n"
             << "usage: cfgcheck [--file <name>]... [--dir <directory>]... [--maxlinelength <n>]\n"
             << "                [--transport] [--verbose] [--strict] [--format <format>]\n"
+            << "       cfgcheck --explain [<rule>]\n"
             << "\n"
             << "  --file <name>          check this file; may repeat\n"
             << "  --dir <directory>      check every entry of the directory whose name contains .json\n"
@@ -70,7 +71,10 @@ void printHelp() {
             << "                         on a known file whose content could not be checked, and on a\n"
             << "                         --maxlinelength that is not a plain number from 0 to 4294967295\n"
             << "  --format <format>      text (default), gnu (path:line:column: for editors), json,\n"
-            << "                         sarif (code scanning), github (workflow commands), junit\n"
+            << "                         sarif (code scanning), github (workflow commands), junit,\n"
+            << "                         gitlab (Code Quality report)\n"
+            << "  --explain [<rule>]     print what a rule means, an example and its fix; without a\n"
+            << "                         rule, list every rule ID with its title\n"
             << "  --help                 print this help\n"
             << "  --version              print the version\n"
             << "\n"
@@ -88,12 +92,17 @@ Options readOptions(int argc, const char* const* argv) {
   for (int i = 1; i < argc; ++i) {
     Token t{argv[i]};
     if (takesValue(t.option) && i + 1 < argc) t.value = argv[++i];
+    // --explain alone, or before another option, lists the rules.
+    else if (t.option == "--explain" && i + 1 < argc && !std::string_view(argv[i + 1]).starts_with("--"))
+      t.value = argv[++i];
     tokens.push_back(t);
   }
   int others = 0;  // arguments apart from our own options: too few is the usage text
   for (const Token& t : tokens) {
+    if (t.option == "--explain") o.explain = t.value;
     if (t.option == "--help") o.ask = Options::Ask::Help;
-    else if (t.option == "--version" && o.ask != Options::Ask::Help) o.ask = Options::Ask::Version;
+    else if (t.option == "--explain" && o.ask != Options::Ask::Help) o.ask = Options::Ask::Explain;
+    else if (t.option == "--version" && o.ask == Options::Ask::Check) o.ask = Options::Ask::Version;
     else if (t.option == "--strict") o.strict = true;
     else if (t.option != "--format" || t.value == nullptr) others += t.value != nullptr ? 2 : 1;
   }

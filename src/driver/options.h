@@ -16,8 +16,9 @@ struct Input {
 };
 
 struct Options {
-  enum class Ask { Check, Help, Version, Usage };
+  enum class Ask { Check, Help, Version, Usage, Explain };
   Ask ask = Ask::Check;
+  const char* explain = nullptr;  // the rule --explain names; null lists them all
   std::vector<Input> inputs;  // --file and --dir, in command-line order
   uint32_t maxLineLength = 5000;
   bool transport = false;

@@ -91,6 +91,8 @@ int run(int argc, const char* const* argv) {
     case Options::Ask::Version:
       tbx::cout << "cfgcheck " << kVersion << tbx::endl;
       return 0;
+    case Options::Ask::Explain:
+      return explainRule(options.explain);
     case Options::Ask::Usage:
       printUsage();
       return -1;

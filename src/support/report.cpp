@@ -20,7 +20,9 @@ State& state() {
   return s;
 }
 
-bool gathers(Format f) { return f == Format::Json || f == Format::Sarif || f == Format::Junit; }
+bool gathers(Format f) {
+  return f == Format::Json || f == Format::Sarif || f == Format::Junit || f == Format::Gitlab;
+}
 
 void writeText(const Finding& f) {
   tbx::ostream& out = f.onStderr ? tbx::cerr : tbx::cout;
@@ -36,6 +38,7 @@ bool parseFormat(std::string_view name, Format& out) {
   static constexpr std::pair<std::string_view, Format> kNames[] = {
       {"text", Format::Text}, {"gnu", Format::Gnu},       {"json", Format::Json},
       {"sarif", Format::Sarif}, {"github", Format::Github}, {"junit", Format::Junit},
+      {"gitlab", Format::Gitlab},
   };
   for (const auto& [known, f] : kNames) {
     if (known == name) {
@@ -144,6 +147,9 @@ void finish(int status) {
       break;
     case Format::Junit:
       driver::writeJunit(s.doc);
+      break;
+    case Format::Gitlab:
+      driver::writeGitlab(s.doc);
       break;
     default:
       tbx::cout << summary << tbx::endl;

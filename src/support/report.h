@@ -17,7 +17,7 @@ namespace support {
 using kit::config::Location;
 
 enum class Severity : uint8_t { Error, Info };
-enum class Format : uint8_t { Text, Gnu, Json, Sarif, Github, Junit };
+enum class Format : uint8_t { Text, Gnu, Json, Sarif, Github, Junit, Gitlab };
 
 struct Related {
   std::string file;

@@ -7,7 +7,11 @@ the driver's own "[cfgcheck]..." lines counts) and exit with 1, and so must its
 print no such line and exit with 0; an example must print its documented
 output and exit with 0.
 
-    check_rules.py CFGCHECK RULES_MD [SECTION]
+With --explain instead of a section: `cfgcheck --explain ID` (the ID in
+lower case) must print the rule's entry, from its heading to the next one, and
+`cfgcheck --explain` every ID with its title.
+
+    check_rules.py CFGCHECK RULES_MD [SECTION | --explain]
 """
 import os
 import subprocess
@@ -42,9 +46,33 @@ def compare(what, got, status, want, want_status):
     return out
 
 
+def check_explain(binary, doc):
+    """Each entry as the document's lines cut it (a '#' in a code block is no heading), and the list."""
+    texts, rule, fenced, listed = {}, None, False, ""
+    for line in open(doc, encoding="utf-8").read().split("\n"):
+        fenced ^= line.startswith("```")
+        if not fenced and line.startswith("#"):
+            rule = line.split()[1] if line.startswith("#### ") else None
+            if rule:
+                listed += rule.ljust(4) + line[5 + len(rule) + 1:].replace(" *(editor)*", "") + "\n"
+        if rule:
+            texts[rule] = texts.get(rule, "") + line + "\n"
+    runs = [([r.lower()], t.rstrip() + "\n") for r, t in texts.items()] + [(["--strict"], listed)]
+    failed = 0
+    for args, want in runs:
+        proc = subprocess.run([binary, "--explain"] + args, capture_output=True, timeout=60)
+        if proc.returncode != 0 or proc.stdout.decode() != want:
+            failed += 1
+            print(f"FAILED --explain {args[0]}: status {proc.returncode}\n{proc.stdout.decode()[:300]}")
+    print(f"{len(runs) - failed} passed, {failed} failed")
+    return 1 if failed or not texts else 0
+
+
 def main():
     binary, doc = os.path.abspath(sys.argv[1]), sys.argv[2]
     section = sys.argv[3] if len(sys.argv) > 3 else None
+    if section == "--explain":
+        return check_explain(binary, doc)
     companions, rules, problems = rules_doc.parse(doc)
     for p in problems:
         print("document: " + p)
