@@ -196,6 +196,22 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
     return problems
 
 
+def check_case(binary, args, case, scratch, sanitized, schemas):
+    """The problems of one case in every format; None when it is left out."""
+    work, limit = run_e2e.prepare(case, scratch)
+    if limit == run_e2e.SKIPPED or (sanitized and input_bytes(work) > HEAVY):
+        return None
+    text = run_e2e.run(binary, args, work, limit)
+    if text.returncode == 255 or "--help" in args or "--version" in args:
+        # A wrong command line is reported as in text, whatever the
+        # format; so are the help and the version.
+        return [] if not args else [
+            f"{fmt}: {p.returncode} {p.stdout[:80]!r}" for fmt in FORMATS
+            for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]
+            if p.returncode != text.returncode or p.stdout != text.stdout]
+    return check_run(binary, args, case, work, limit, text, schemas)
+
+
 def main():
     binary, root, sarif_schema = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), sys.argv[3]
     report_schema = json.load(open(os.path.join(root, "schemas", "cfgcheck-report.schema.json")))
@@ -222,19 +238,12 @@ def main():
     failed = 0
     for case, args in runs:
         with tempfile.TemporaryDirectory() as scratch:
-            work, limit = run_e2e.prepare(case, scratch)
-            if limit == run_e2e.SKIPPED or (sanitized and input_bytes(work) > HEAVY):
-                continue
-            text = run_e2e.run(binary, args, work, limit)
-            if text.returncode == 255 or "--help" in args or "--version" in args:
-                # A wrong command line is reported as in text, whatever the
-                # format; so are the help and the version.
-                problems = [] if not args else [
-                    f"{fmt}: {p.returncode} {p.stdout[:80]!r}" for fmt in FORMATS
-                    for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]
-                    if p.returncode != text.returncode or p.stdout != text.stdout]
-            else:
-                problems = check_run(binary, args, case, work, limit, text, schemas)
+            try:
+                problems = check_case(binary, args, case, scratch, sanitized, schemas)
+            finally:
+                run_e2e.end_case()
+        if problems is None:
+            continue
         if problems:
             failed += 1
             print(f"FAILED {os.path.basename(case)}")
