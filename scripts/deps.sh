@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing cfgcheck needs (Debian 12 packages).
 set -euo pipefail
-packages=(cmake make g++ libsimdjson-dev nlohmann-json3-dev libgtest-dev python3 python3-jsonschema python3-yaml valgrind groff-base "$@")
+packages=(cmake make g++ libsimdjson-dev nlohmann-json3-dev libgtest-dev python3 python3-jsonschema python3-yaml libxml2-utils valgrind groff-base "$@")
 missing=()
 for p in "${packages[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q "install ok installed" || missing+=("$p")

@@ -2,18 +2,20 @@
 """Runs every end-to-end case and example in every --format and checks that
 the formats agree: the same findings (rule, severity, message, place) in the
 same order, the exit status of the text run, output that is well formed (JSON
-and SARIF valid against their schemas, JUnit XML whose counts add up, GitHub
-commands only) and holds no control character from the files, and every
-position inside its file. A wrong command line stays as it is in text.
+and SARIF valid against their schemas, JUnit XML valid against Jenkins' schema
+with counts that add up, GitHub commands only) and holds no control character
+from the files, and every position inside its file. A wrong command line stays as it is in text.
 
     check_formats.py CFGCHECK REPO_ROOT SARIF_SCHEMA
 
-Needs Debian's python3-jsonschema (run with /usr/bin/python3).
+Needs Debian's python3-jsonschema (run with /usr/bin/python3) and xmllint.
 """
 import glob
 import json
 import os
 import re
+import shutil
+import subprocess
 import sys
 import tempfile
 import urllib.parse
@@ -23,6 +25,9 @@ try:
     import jsonschema
 except ImportError:
     print("python3-jsonschema is not installed")
+    sys.exit(77)
+if not shutil.which("xmllint"):
+    print("xmllint (libxml2-utils) is not installed")
     sys.exit(77)
 
 sys.dont_write_bytecode = True  # keep the source tree clean
@@ -91,23 +96,47 @@ def from_github(text):
 
 
 def from_junit(text):
+    """The failures as findings, and each content case skipped for a note as
+    that note (P2, at line 1, column 1)."""
     root = ET.fromstring(text)
     assert root.tag == "testsuites"
     out, tests, failures = [], 0, 0
     for suite in root:
-        cases = suite.findall("testcase")
+        name, cases = suite.get("name"), suite.findall("testcase")
         failed = [c for c in cases if c.find("failure") is not None]
-        assert int(suite.get("tests")) == len(cases) and int(suite.get("failures")) == len(failed), suite.get("name")
+        skipped = [c for c in cases if c.find("skipped") is not None]
+        assert [int(suite.get(a)) for a in ("tests", "failures", "skipped")] == [
+            len(cases), len(failed), len(skipped)], name
         tests, failures = tests + len(cases), failures + len(failed)
+        parse = [c for c in cases if c.get("name") == "parse"]
+        content = [c for c in cases if c.get("name") == "content"]
+        if parse:  # a listed file: a known one has its content case
+            assert len(content) == any(k in name for k in rules_doc.KNOWN), name
         for c in failed:
-            f = c.find("failure")
-            # the text is "<path>[:line:column]: <message> [<rule>]"
-            place = f.text[:len(f.text) - len(f.get("message")) - len(f.get("type")) - 5]
-            m = re.search(r":(\d+):(\d+)$", place)
-            line, col = (int(m.group(1)), int(m.group(2))) if m else (0, 0)
-            out.append((f.get("type"), "error", f.get("message"), line, col))
+            for f in c.findall("failure"):
+                # the text is "<path>[:line:column]: <message> [<rule>]", then a line per related place
+                first, *related = f.text.split("\n")
+                place = first[:len(first) - len(f.get("message")) - len(f.get("type")) - 5]
+                m = re.search(r":(\d+):(\d+)$", place)
+                line, col = (int(m.group(1)), int(m.group(2))) if m else (0, 0)
+                out.append((f.get("type"), "error", "\n".join([f.get("message")] + related), line, col))
+        for c in skipped:
+            why = c.find("skipped").get("message")
+            if why == "content not checked: it does not parse":
+                assert any(p.find("failure") is not None for p in parse), name
+            else:
+                out.append(("P2", "info", why, 1, 1))
     assert int(root.get("tests")) == tests and int(root.get("failures")) == failures
     return out
+
+
+def related_place(r):
+    return r["file"] + (f":{r['line']}:{r['column']}" if r["line"] else "") + ": " + r["message"]
+
+
+def junit_schema_problems(text, schema):
+    proc = subprocess.run(["xmllint", "--noout", "--schema", schema, "-"], input=text, capture_output=True)
+    return [] if proc.returncode == 0 else [proc.stderr.decode(errors="replace")[:300]]
 
 
 def transport_lines(report):
@@ -177,19 +206,26 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
                     if transport_lines(doc["transport"]) != want:
                         problems.append("json: the transport report differs from the text form's")
                 if fmt == "json":
+                    json_findings = doc["findings"]
                     bad = [f for f, d in zip(found[fmt], doc["findings"]) if not inside(work, f, d["file"])]
                     if bad:
                         problems.append(f"positions outside their file: {bad[:3]}")
             else:
                 found[fmt] = {"gnu": from_gnu, "github": from_github, "junit": from_junit}[fmt](text)
+                if fmt == "junit":
+                    problems += [f"junit: {p}" for p in junit_schema_problems(proc.stdout, schemas["junit"])]
         except (AssertionError, ValueError, ET.ParseError, jsonschema.ValidationError) as e:
             problems.append(f"{fmt}: {str(e)[:300]}")
     if "json" in found:
-        errors = [f for f in found["json"] if f[1] == "error"]
+        # JUnit: the errors, and the notes of content not checked where no error fails that content
+        failing = {d["file"] for d in json_findings if d["severity"] == "error" and d["rule"] != "P1"}
+        in_junit = sorted(f[:2] + ("\n".join([f[2]] + [visible(related_place(r)) for r in d["related"]]),) + f[3:]
+                          for f, d in zip(found["json"], json_findings)
+                          if f[1] == "error" or (f[0] == "P2" and d["file"] not in failing))
         for fmt, got in found.items():
             want = found["json"]
-            if fmt == "junit":  # a suite per file, errors only
-                want, got = sorted(errors), sorted(got)
+            if fmt == "junit":  # a suite per file
+                want, got = in_junit, sorted(got)
             if got != want:
                 diff = next(((a, b) for a, b in zip(want, got) if a != b), (len(want), len(got)))
                 problems.append(f"{fmt} differs from json: {diff}")
@@ -216,7 +252,8 @@ def main():
     binary, root, sarif_schema = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), sys.argv[3]
     report_schema = json.load(open(os.path.join(root, "schemas", "cfgcheck-report.schema.json")))
     schemas = {"json": jsonschema.Draft202012Validator(report_schema),
-               "sarif": jsonschema.Draft7Validator(json.load(open(sarif_schema)))}
+               "sarif": jsonschema.Draft7Validator(json.load(open(sarif_schema))),
+               "junit": os.path.join(root, "tests", "schemas", "junit-10.xsd")}
     cases = sorted(glob.glob(os.path.join(root, "tests", "e2e", "*")))
     runs = [(c, run_e2e.read_args(c)) for c in cases]
     runs += [(os.path.join(root, "examples", e), ["--dir", ".", "--verbose", "--transport"]) for e in ("sound", "broken")]

@@ -1,5 +1,6 @@
 #include "driver/run.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <memory>
@@ -26,10 +27,10 @@ KnownFile KnownFiles::* const kKnownSlots[] = {&KnownFiles::framework, &KnownFil
 static_assert(std::size(kKnownSlots) == std::size(kKnownFileNames));
 
 KnownFile* knownFileFor(const std::string& path, KnownFiles& known) {
-  if (path.empty()) return nullptr;
-  for (size_t i = 0; i < std::size(kKnownFileNames); ++i)
-    if (path.find(kKnownFileNames[i]) != std::string::npos) return &(known.*kKnownSlots[i]);
-  return nullptr;
+  const char* name = knownName(path);
+  if (name == nullptr) return nullptr;
+  const std::size_t i = std::find(std::begin(kKnownFileNames), std::end(kKnownFileNames), name) - kKnownFileNames;
+  return &(known.*kKnownSlots[i]);
 }
 
 // Parses one listed file and reports its verdict; false when it failed.
@@ -110,6 +111,12 @@ std::string whyNoneChecked(const std::vector<std::string>& unreadable, const std
 }
 
 }  // namespace
+
+const char* knownName(std::string_view path) {
+  for (const char* name : kKnownFileNames)
+    if (path.find(name) != std::string_view::npos) return name;
+  return nullptr;
+}
 
 int run(int argc, const char* const* argv) {
   tbx::ErrorStorage errors(tbx::ErrorStorage::action_dump_to_stdout);
