@@ -4,7 +4,8 @@ the formats agree: the same findings (rule, severity, message, place) in the
 same order, the exit status of the text run, output that is well formed (JSON
 and SARIF valid against their schemas, JUnit XML valid against Jenkins' schema
 with counts that add up, GitHub commands only) and holds no control character
-from the files, and every position inside its file. A wrong command line stays as it is in text.
+from the files, and every position inside its file. A wrong command line stays
+as it is in text.
 
     check_formats.py CFGCHECK REPO_ROOT SARIF_SCHEMA
 
@@ -130,8 +131,17 @@ def from_junit(text):
     return out
 
 
-def related_place(r):
-    return r["file"] + (f":{r['line']}:{r['column']}" if r["line"] else "") + ": " + r["message"]
+def in_junit(found, findings):
+    """What JUnit shows of the json findings: the errors with their related
+    places, and the notes of content not checked where no error fails it."""
+    failing = {d["file"] for d in findings if d["severity"] == "error" and d["rule"] != "P1"}
+    out = []
+    for f, d in zip(found, findings):
+        if f[1] == "error" or (f[0] == "P2" and d["file"] not in failing):
+            related = [r["file"] + (f":{r['line']}:{r['column']}" if r["line"] else "") + ": " + r["message"]
+                       for r in d["related"]]
+            out.append(f[:2] + ("\n".join([f[2]] + [visible(r) for r in related]),) + f[3:])
+    return sorted(out)
 
 
 def junit_schema_problems(text, schema):
@@ -217,15 +227,10 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
         except (AssertionError, ValueError, ET.ParseError, jsonschema.ValidationError) as e:
             problems.append(f"{fmt}: {str(e)[:300]}")
     if "json" in found:
-        # JUnit: the errors, and the notes of content not checked where no error fails that content
-        failing = {d["file"] for d in json_findings if d["severity"] == "error" and d["rule"] != "P1"}
-        in_junit = sorted(f[:2] + ("\n".join([f[2]] + [visible(related_place(r)) for r in d["related"]]),) + f[3:]
-                          for f, d in zip(found["json"], json_findings)
-                          if f[1] == "error" or (f[0] == "P2" and d["file"] not in failing))
         for fmt, got in found.items():
             want = found["json"]
             if fmt == "junit":  # a suite per file
-                want, got = in_junit, sorted(got)
+                want, got = in_junit(want, json_findings), sorted(got)
             if got != want:
                 diff = next(((a, b) for a, b in zip(want, got) if a != b), (len(want), len(got)))
                 problems.append(f"{fmt} differs from json: {diff}")
