@@ -2,20 +2,23 @@
 """Runs every end-to-end case and example in every --format and checks that
 the formats agree: the same findings (rule, severity, message, place) in the
 same order, the exit status of the text run, output that is well formed (JSON,
-SARIF and GitLab's report valid against their schemas, JUnit XML whose counts
-add up, GitHub commands only) and holds no control character from the files,
+SARIF and GitLab's report valid against their schemas, JUnit XML valid against
+Jenkins' schema with counts that add up, GitHub commands only) and holds no
+control character from the files nor a line a CI runner takes for a command,
 and every position inside its file. SARIF must also suit GitHub code scanning:
 each result in a file, pointing at its own rule, with a fingerprint of its own.
 A wrong command line stays as it is in text.
 
     check_formats.py CFGCHECK REPO_ROOT SARIF_SCHEMA
 
-Needs Debian's python3-jsonschema (run with /usr/bin/python3).
+Needs Debian's python3-jsonschema (run with /usr/bin/python3) and xmllint.
 """
 import glob
 import json
 import os
 import re
+import shutil
+import subprocess
 import sys
 import tempfile
 import unicodedata
@@ -26,6 +29,9 @@ try:
     import jsonschema
 except ImportError:
     print("python3-jsonschema is not installed")
+    sys.exit(77)
+if not shutil.which("xmllint"):
+    print("xmllint (libxml2-utils) is not installed")
     sys.exit(77)
 
 sys.dont_write_bytecode = True  # keep the source tree clean
@@ -157,23 +163,56 @@ def from_github(text):
 
 
 def from_junit(text):
+    """The failures as findings, and each content case skipped for a note as
+    that note (P2, at line 1, column 1)."""
     root = ET.fromstring(text)
     assert root.tag == "testsuites"
     out, tests, failures = [], 0, 0
     for suite in root:
-        cases = suite.findall("testcase")
+        name, cases = suite.get("name"), suite.findall("testcase")
         failed = [c for c in cases if c.find("failure") is not None]
-        assert int(suite.get("tests")) == len(cases) and int(suite.get("failures")) == len(failed), suite.get("name")
+        skipped = [c for c in cases if c.find("skipped") is not None]
+        assert [int(suite.get(a)) for a in ("tests", "failures", "skipped")] == [
+            len(cases), len(failed), len(skipped)], name
         tests, failures = tests + len(cases), failures + len(failed)
+        parse = [c for c in cases if c.get("name") == "parse"]
+        content = [c for c in cases if c.get("name") == "content"]
+        if parse:  # a listed file: a known one has its content case
+            assert len(content) == any(k in name for k in rules_doc.KNOWN), name
         for c in failed:
-            f = c.find("failure")
-            # the text is "<path>[:line:column]: <message> [<rule>]"
-            place = f.text[:len(f.text) - len(f.get("message")) - len(f.get("type")) - 5]
-            m = re.search(r":(\d+):(\d+)$", place)
-            line, col = (int(m.group(1)), int(m.group(2))) if m else (0, 0)
-            out.append((f.get("type"), "error", f.get("message"), line, col))
+            for f in c.findall("failure"):
+                # the text is "<path>[:line:column]: <message> [<rule>]", then a line per related place
+                first, *related = f.text.split("\n")
+                place = first[:len(first) - len(f.get("message")) - len(f.get("type")) - 5]
+                m = re.search(r":(\d+):(\d+)$", place)
+                line, col = (int(m.group(1)), int(m.group(2))) if m else (0, 0)
+                out.append((f.get("type"), "error", "\n".join([f.get("message")] + related), line, col))
+        for c in skipped:
+            why = c.find("skipped").get("message")
+            if why == "content not checked: it does not parse":
+                assert any(p.find("failure") is not None for p in parse), name
+            else:
+                out.append(("P2", "info", why, 1, 1))
     assert int(root.get("tests")) == tests and int(root.get("failures")) == failures
     return out
+
+
+def in_junit(found, findings):
+    """What JUnit shows of the json findings: the errors with their related
+    places, and the notes of content not checked where no error fails it."""
+    failing = {d["file"] for d in findings if d["severity"] == "error" and d["rule"] != "P1"}
+    out = []
+    for f, d in zip(found, findings):
+        if f[1] == "error" or (f[0] == "P2" and d["file"] not in failing):
+            related = [r["file"] + (f":{r['line']}:{r['column']}" if r["line"] else "") + ": " + r["message"]
+                       for r in d["related"]]
+            out.append(f[:2] + ("\n".join([f[2]] + [visible(r) for r in related]),) + f[3:])
+    return sorted(out)
+
+
+def junit_schema_problems(text, schema):
+    proc = subprocess.run(["xmllint", "--noout", "--schema", schema, "-"], input=text, capture_output=True)
+    return [] if proc.returncode == 0 else [proc.stderr.decode(errors="replace")[:300]]
 
 
 def transport_lines(report):
@@ -250,6 +289,7 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
                 if fmt == "json":
                     gnu_want = gnu_expected(doc, work)
                     files = [d["file"] for d in doc["findings"]]
+                    json_findings = doc["findings"]
                     bad = [f for f, d in zip(found[fmt], doc["findings"]) if not inside(work, f, d["file"])]
                     bad += [r for d in doc["findings"] for r in d["related"]
                             if not inside(work, (0, 0, 0, r["line"] or 0, r["column"] or 0), r["file"])]
@@ -262,14 +302,15 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
                         problems.append(f"parse failures placed elsewhere than their reason says: {bad[:2]}")
             else:
                 found[fmt] = {"gnu": from_gnu, "github": from_github, "junit": from_junit}[fmt](text)
+                if fmt == "junit":
+                    problems += [f"junit: {p}" for p in junit_schema_problems(proc.stdout, schemas["junit"])]
         except (AssertionError, ValueError, ET.ParseError, jsonschema.ValidationError) as e:
             problems.append(f"{fmt}: {str(e)[:300]}")
     if "json" in found:
-        errors = [f for f in found["json"] if f[1] == "error"]
         for fmt, got in found.items():
             want = found["json"]
-            if fmt == "junit":  # a suite per file, errors only
-                want, got = sorted(errors), sorted(got)
+            if fmt == "junit":  # a suite per file
+                want, got = in_junit(want, json_findings), sorted(got)
             elif fmt == "gnu":
                 want = gnu_want
             elif fmt == "gitlab":  # findings in a file, at line 1 when they have none
@@ -281,15 +322,43 @@ def check_run(binary, args, case, work, limit, text_run, schemas):
     return problems
 
 
+def without_format(args):
+    """A case's arguments without the format it picks: its own expected
+    output pins that one, this test runs it in every format."""
+    out, i = [], 0
+    while i < len(args):
+        if args[i] != "--format" or i + 1 == len(args):
+            out += args[i:i + 2] if args[i] in ("--file", "--dir", "--maxlinelength") else args[i:i + 1]
+        i += 2 if args[i] in ("--file", "--dir", "--maxlinelength", "--format") else 1
+    return out
+
+
+def check_case(binary, args, case, scratch, sanitized, schemas):
+    """The problems of one case in every format; None when it is left out."""
+    work, limit = run_e2e.prepare(case, scratch)
+    if limit == run_e2e.SKIPPED or (sanitized and input_bytes(work) > HEAVY):
+        return None
+    text = run_e2e.run(binary, args, work, limit)
+    if text.returncode == 255 or {"--help", "--version", "--explain"} & set(args):
+        # A wrong command line is reported as in text, whatever the
+        # format; so are the help, the version and the rules.
+        return [] if not args else [
+            f"{fmt}: {p.returncode} {p.stdout[:80]!r}" for fmt in FORMATS
+            for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]
+            if p.returncode != text.returncode or p.stdout != text.stdout]
+    return check_run(binary, args, case, work, limit, text, schemas)
+
+
 def main():
     binary, root, sarif_schema = os.path.abspath(sys.argv[1]), os.path.abspath(sys.argv[2]), sys.argv[3]
     report_schema = json.load(open(os.path.join(root, "schemas", "cfgcheck-report.schema.json")))
     schemas = {"json": jsonschema.Draft202012Validator(report_schema),
                "sarif": jsonschema.Draft7Validator(json.load(open(sarif_schema))),
                "gitlab": jsonschema.Draft7Validator(json.load(open(os.path.join(root, "tests", "schemas",
-                                                                             "gitlab-codequality.schema.json"))))}
+                                                                             "gitlab-codequality.schema.json")))),
+               "junit": os.path.join(root, "tests", "schemas", "junit-10.xsd")}
     cases = sorted(glob.glob(os.path.join(root, "tests", "e2e", "*")))
-    runs = [(c, run_e2e.read_args(c)) for c in cases]
+    runs = [(c, without_format(run_e2e.read_args(c))) for c in cases]
     runs += [(os.path.join(root, "examples", e), ["--dir", ".", "--verbose", "--transport"]) for e in ("sound", "broken")]
     # Every wrong snippet of docs/rules.md: together a system with every rule broken.
     companions, rules, _ = rules_doc.parse(os.path.join(root, "docs", "rules.md"))
@@ -309,19 +378,12 @@ def main():
     failed = 0
     for case, args in runs:
         with tempfile.TemporaryDirectory() as scratch:
-            work, limit = run_e2e.prepare(case, scratch)
-            if limit == run_e2e.SKIPPED or (sanitized and input_bytes(work) > HEAVY):
-                continue
-            text = run_e2e.run(binary, args, work, limit)
-            if text.returncode == 255 or {"--help", "--version", "--explain"} & set(args):
-                # A wrong command line is reported as in text, whatever the
-                # format; so are the help, the version and the rules.
-                problems = [] if not args else [
-                    f"{fmt}: {p.returncode} {p.stdout[:80]!r}" for fmt in FORMATS
-                    for p in [run_e2e.run(binary, ["--format", fmt] + args, work, limit)]
-                    if p.returncode != text.returncode or p.stdout != text.stdout]
-            else:
-                problems = check_run(binary, args, case, work, limit, text, schemas)
+            try:
+                problems = check_case(binary, args, case, scratch, sanitized, schemas)
+            finally:
+                run_e2e.end_case()
+        if problems is None:
+            continue
         if problems:
             failed += 1
             print(f"FAILED {os.path.basename(case)}")

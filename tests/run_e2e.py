@@ -11,10 +11,14 @@ program under that address-space limit (skipped in sanitizer builds, whose
 shadow memory needs more). A `timeout` file sets the seconds after which the
 run counts as hung (default 600). With CFGCHECK_UPDATE=1 the expected files are
 rewritten.
+
+A setup's background processes (the writers of its pipes) end with the case:
+setup runs in a session of its own, and end_case() kills what is left of it.
 """
 import os
 import re
 import shutil
+import signal
 import subprocess
 import sys
 import tempfile
@@ -22,6 +26,7 @@ import tempfile
 EXPECTED = ("args", "stdout", "stderr", "status", "setup", "sorted", "limit_as_mb", "timeout")
 SKIPPED = 77
 TIME = re.compile(rb"time=\d+\[ms\]")
+SESSIONS = []  # the process groups of the setups run since the last end_case()
 
 
 def read_args(case):
@@ -40,13 +45,26 @@ def prepare(case, scratch):
                     ignore=lambda d, names: [n for n in names if d == case and n in EXPECTED])
     setup = os.path.join(case, "setup")
     if os.path.exists(setup):
-        subprocess.run(["sh", setup], cwd=work, check=True)
+        proc = subprocess.Popen(["sh", setup], cwd=work, start_new_session=True)
+        SESSIONS.append(proc.pid)
+        if proc.wait() != 0:
+            raise subprocess.CalledProcessError(proc.returncode, ["sh", setup])
     limit = None
     if os.path.exists(os.path.join(case, "limit_as_mb")):
         if os.environ.get("CFGCHECK_SANITIZED") == "1":
             return work, SKIPPED
         limit = int(open(os.path.join(case, "limit_as_mb")).read()) << 20
     return work, limit
+
+
+def end_case():
+    """Kills what the setups left running: a writer whose pipe the program
+    never opened would otherwise hold the output of the test run open."""
+    while SESSIONS:
+        try:
+            os.killpg(SESSIONS.pop(), signal.SIGKILL)
+        except ProcessLookupError:
+            pass
 
 
 def run(binary, args, work, limit):
@@ -62,10 +80,13 @@ def main():
     binary, case = sys.argv[1], sys.argv[2]
     args = read_args(case)
     with tempfile.TemporaryDirectory() as scratch:
-        work, limit = prepare(case, scratch)
-        if limit == SKIPPED:
-            return SKIPPED
-        proc = run(binary, args, work, limit)
+        try:
+            work, limit = prepare(case, scratch)
+            if limit == SKIPPED:
+                return SKIPPED
+            proc = run(binary, args, work, limit)
+        finally:
+            end_case()
     out = TIME.sub(b"time=N[ms]", proc.stdout)
     err = TIME.sub(b"time=N[ms]", proc.stderr)
     status = str(proc.returncode).encode() + b"\n"

@@ -38,7 +38,10 @@ bool checked(const KnownFile& file, const Options& options, Check check, bool* c
 
 // With --strict, a known file whose content the run cannot check is an error.
 bool unchecked(const KnownFile& file, const Options& options, const char* needs) {
-  if (!options.strict) return false;
+  if (!options.strict) {
+    noteUnchecked(file.path, std::string("it needs ") + needs);
+    return false;
+  }
   support::setFile(file.path);
   support::error("K3", kit::config::Location{}, "[cfgcheck]: ", "content of file ", file.path,
                  " not checked: it needs ", needs);
@@ -83,6 +86,17 @@ bool runContentChecks(const KnownFiles& files, const Options& options) {
     errors |= transportReport(fw.top) != 0;
   }
   return errors;
+}
+
+void noteUnchecked(const std::string& path, std::string_view why) {
+  if (support::format() == support::Format::Text) return;
+  support::setFile(path);
+  support::info("P2", kit::config::Location{1, 1}, "[cfgcheck]: ", "content not checked: ", why);
+}
+
+void noteNoneChecked(const KnownFiles& files, std::string_view why) {
+  for (const KnownFile* file : {&files.framework, &files.servicemgr, &files.restart, &files.uvk})
+    if (file->parsed) noteUnchecked(file->path, why);
 }
 
 bool reportNothingChecked() {

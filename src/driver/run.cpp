@@ -1,5 +1,6 @@
 #include "driver/run.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <iterator>
 #include <memory>
@@ -26,10 +27,10 @@ KnownFile KnownFiles::* const kKnownSlots[] = {&KnownFiles::framework, &KnownFil
 static_assert(std::size(kKnownSlots) == std::size(kKnownFileNames));
 
 KnownFile* knownFileFor(const std::string& path, KnownFiles& known) {
-  if (path.empty()) return nullptr;
-  for (size_t i = 0; i < std::size(kKnownFileNames); ++i)
-    if (path.find(kKnownFileNames[i]) != std::string::npos) return &(known.*kKnownSlots[i]);
-  return nullptr;
+  const char* name = knownName(path);
+  if (name == nullptr) return nullptr;
+  const std::size_t i = std::find(std::begin(kKnownFileNames), std::end(kKnownFileNames), name) - kKnownFileNames;
+  return &(known.*kKnownSlots[i]);
 }
 
 // Parses one listed file and reports its verdict; false when it failed.
@@ -40,6 +41,7 @@ bool parseListed(const std::string& path, const Options& options, KnownFiles& kn
   kit::config::ParseFault fault;
   plat::RealtimeStopWatch watch(false);
   if (knownFile != nullptr) {
+    if (!knownFile->path.empty()) knownFile->earlier.push_back({knownFile->path, knownFile->parsed});
     // Parsed once: the document serves the verdict, the content check and the
     // transport report, which keeps values of every process and so needs the
     // framework file whole.
@@ -71,13 +73,53 @@ bool parseListed(const std::string& path, const Options& options, KnownFiles& kn
     watch.stop();
     fault = parser.fault();
   }
+  if (knownFile != nullptr) knownFile->parsed = rc == 0;
   support::fileDone(rc == 0, watch.getElapsedTime(), tbx::ErrorStorage::reason(), fault);
   if (rc == 0) return true;
   tbx::ErrorStorage::ack();
   return false;
 }
 
+// A known file listed again replaces the earlier one, whose content goes
+// unchecked; with --strict that is an error, at the start of the file checked.
+bool reportEarlierOfAKind(const KnownFiles& known, const Options& options) {
+  bool found = false;
+  for (size_t i = 0; i < std::size(kKnownSlots); ++i) {
+    const KnownFile& file = known.*kKnownSlots[i];
+    for (const KnownFile::Earlier& earlier : file.earlier) {
+      if (earlier.path == file.path) continue;  // one file given twice is checked all the same
+      if (options.strict) {
+        support::setFile(file.path);
+        support::error("K4", kit::config::Location{1, 1}, "[cfgcheck]: ", "two ", kKnownFileNames[i],
+                       " files: ", earlier.path, " and ", file.path, "; only ", file.path, " is checked");
+        found = true;
+      }
+      if (earlier.parsed) noteUnchecked(earlier.path, file.path + " takes its place");
+    }
+  }
+  return found;
+}
+
+// The first directory that could not be read, else the first file that did
+// not parse, and how many more there are.
+std::string whyNoneChecked(const std::vector<std::string>& unreadable, const std::vector<std::string>& unparsed) {
+  const bool directories = !unreadable.empty();
+  const std::vector<std::string>& names = directories ? unreadable : unparsed;
+  std::string why = (directories ? "directory " : "") + names.front();
+  const std::size_t others = names.size() - 1;
+  if (others == 0) return why + (directories ? " cannot be read" : " does not parse");
+  why += " and " + std::to_string(others) + " other ";
+  if (directories) return why + (others == 1 ? "directory" : "directories") + " cannot be read";
+  return why + (others == 1 ? "file" : "files") + " do not parse";
+}
+
 }  // namespace
+
+const char* knownName(std::string_view path) {
+  for (const char* name : kKnownFileNames)
+    if (path.find(name) != std::string_view::npos) return name;
+  return nullptr;
+}
 
 int run(int argc, const char* const* argv) {
   tbx::ErrorStorage errors(tbx::ErrorStorage::action_dump_to_stdout);
@@ -104,13 +146,12 @@ int run(int argc, const char* const* argv) {
   // Only the formats that show positions pay for them.
   kit::config::setPositionsWanted(options.format != support::Format::Text);
 
-  bool failed = false;
-  std::vector<std::string> files;
+  std::vector<std::string> files, unreadable;
   const std::size_t inputs = options.fault.empty() ? options.inputs.size() : options.inputsBeforeFault;
   for (std::size_t i = 0; i < inputs; ++i) {
     const Input& input = options.inputs[i];
     if (!input.isDirectory) files.push_back(input.path);
-    else if (scanDirectory(input.path.c_str(), files) != 0) failed = true;
+    else if (scanDirectory(input.path.c_str(), files) != 0) unreadable.push_back(input.path);
   }
   if (!options.fault.empty()) {
     for (const std::string& line : options.fault) tbx::cout << line << tbx::endl;
@@ -119,11 +160,16 @@ int run(int argc, const char* const* argv) {
   }
 
   KnownFiles known;
+  std::vector<std::string> unparsed;
   for (const std::string& path : files)
-    if (!parseListed(path, options, known)) failed = true;
+    if (!parseListed(path, options, known)) unparsed.push_back(path);
   kit::config::releaseSyntaxRoom();
+  bool failed = !unreadable.empty() || !unparsed.empty();
   if (files.empty() && options.strict) failed |= reportNothingChecked();
+  const bool twice = reportEarlierOfAKind(known, options);
   if (!failed) failed = runContentChecks(known, options);
+  else if (!unreadable.empty() || !unparsed.empty()) noteNoneChecked(known, whyNoneChecked(unreadable, unparsed));
+  failed |= twice;
 
   const int status = failed ? 1 : 0;
   support::finish(status);
