@@ -79,9 +79,9 @@ std::string_view readChoice(const Value& value, std::string_view key, std::initi
 
 }  // namespace
 
-int checkCommandList(const Value& list, std::string_view label, std::string_view tag) {
+int checkCommandList(const Value& list, std::string_view label, std::string_view tag, const Value& owner) {
   if (!list.isArray()) {
-    support::error("S2", locate(list), support::kAsk, tag, ": '", label, "' is not an array");
+    support::error("S2", support::locateOr(list, owner), support::kAsk, tag, ": '", label, "' is not an array");
     return 1;
   }
   int result = 0;

@@ -13,7 +13,9 @@ namespace commands {
 
 // `label` names the list in messages ("startup", "on_start" ...), `tag` is the
 // caller's message tag ("SM", "UVK::on_shutdown" ...).
-int checkCommandList(const kit::config::Value& list, std::string_view label, std::string_view tag);
+// `owner` holds the list: a missing list is placed there.
+int checkCommandList(const kit::config::Value& list, std::string_view label, std::string_view tag,
+                     const kit::config::Value& owner = {});
 
 // One element; `number` counts from 1.
 int checkCommand(const kit::config::Value& entry, std::string_view label, uint32_t number, std::string_view tag);

@@ -43,7 +43,7 @@ bool unchecked(const KnownFile& file, const Options& options, const char* needs)
     return false;
   }
   support::setFile(file.path);
-  support::error("K3", kit::config::Location{}, "[cfgcheck]: ", "content of file ", file.path,
+  support::error("K3", kit::config::kTextStart, "[cfgcheck]: ", "content of file ", file.path,
                  " not checked: it needs ", needs);
   return true;
 }

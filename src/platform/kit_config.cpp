@@ -385,7 +385,7 @@ int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf,
   }
   m_doc->len = len;
   buf = m_doc->text;
-  if (lineTooLong(buf, len, maxLineLength, reason)) {
+  if (lineTooLong(buf, len, maxLineLength, reason, m_fault.at)) {
     tbx::ErrorStorage::record(reason);
     return 1;
   }

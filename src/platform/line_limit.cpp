@@ -62,7 +62,7 @@ bool findLongLine(const char* buf, size_t len, uint32_t limit, size_t& lineStart
 
 }  // namespace
 
-bool lineTooLong(const char* buf, size_t len, uint32_t limit, std::string& reason) {
+bool lineTooLong(const char* buf, size_t len, uint32_t limit, std::string& reason, Location& at) {
   size_t start = 0;
   if (limit == 0 || !findLongLine(buf, len, limit, start)) return false;
   uint64_t line = 1;
@@ -72,6 +72,8 @@ bool lineTooLong(const char* buf, size_t len, uint32_t limit, std::string& reaso
   size_t stop = lf ? static_cast<const char*>(lf) - buf : len;
   if (lf != nullptr && stop > start && buf[stop - 1] == '\r') --stop;
   // Bytes, not characters: the limit is on what the system's reader buffers.
+  at = Location{static_cast<uint32_t>(line), 1, 1};
+  advance(at, buf + start, buf + start + limit, buf + len);
   reason = "line " + std::to_string(line) + " is " + std::to_string(stop - start) + " bytes long, more than the limit of " +
            std::to_string(limit) + " bytes";
   return true;

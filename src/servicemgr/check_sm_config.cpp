@@ -9,8 +9,8 @@ int checkSMconfig(const char* path, const kit::config::Value& root) {
   if (!root.isDictionary()) return support::noDictionary(path, "checkSMconfig", kit::config::locate(root));
   const kit::config::Dictionary* top = &root;
   // Both lists are checked whatever the first one gave.
-  int result = commands::checkCommandList(top->get("startup"), "startup", "SM");
-  result |= commands::checkCommandList(top->get("shutdown"), "shutdown", "SM");
+  int result = commands::checkCommandList(top->get("startup"), "startup", "SM", *top);
+  result |= commands::checkCommandList(top->get("shutdown"), "shutdown", "SM", *top);
   return result;
 }
 
