@@ -1,9 +1,10 @@
 #!/usr/bin/env python3
-"""Checks the editor schemas in schemas/ against what cfgcheck accepts.
+"""Checks the schemas in schemas/ against what cfgcheck accepts and reports.
 
-They must accept every sound example (examples/sound, the example system and
-the fixes of docs/rules.md, a system made by bench/gen_system.py when it is
-there) and reject every wrong snippet of docs/rules.md marked `local`.
+The editor schemas must accept every sound example (examples/sound, the example
+system and the fixes of docs/rules.md, a system made by bench/gen_system.py when
+it is there) and reject every wrong snippet of docs/rules.md marked `local`.
+The report schema must allow exactly the rule IDs of docs/rules.md, in its order.
 
     check_schemas.py REPO_ROOT
 """
@@ -82,6 +83,12 @@ def main():
                     accept.append((f"gen_system.py 40: {os.path.basename(path)}", kind(path),
                                    open(path, encoding="utf-8").read()))
     failed = list(problems)
+    report = json.load(open(os.path.join(root, "schemas", "cfgcheck-report.schema.json"), encoding="utf-8"))
+    allowed = report["properties"]["findings"]["items"]["properties"]["rule"]["enum"]
+    catalogue = [r.title.split()[0] for r in rules]
+    if allowed != catalogue:
+        missing, unknown = [i for i in catalogue if i not in allowed], [i for i in allowed if i not in catalogue]
+        failed.append(f"cfgcheck-report.schema.json: rule IDs missing {missing}, unknown {unknown}, or out of order")
     for label, name, text in accept:
         found = errors(validators, name, text)
         if found:
@@ -91,7 +98,7 @@ def main():
             failed.append(f"{label}: accepted")
     for f in failed:
         print("FAILED " + f)
-    print(f"{len(accept) + len(reject) - len(failed)} passed, {len(failed)} failed")
+    print(f"{len(accept) + len(reject) + 1 - len(failed)} passed, {len(failed)} failed")
     return 1 if failed else 0
 
 
