@@ -5,12 +5,15 @@ hostile names case: none may fire. Skips (77) when npm or the package cannot be 
 
     sarif_multitool.py CFGCHECK REPO_ROOT NPM_PREFIX
 """
-import glob
 import json
 import os
 import subprocess
 import sys
 import tempfile
+
+sys.dont_write_bytecode = True  # keep the source tree clean
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
+import npm_package  # noqa: E402
 
 RUNS = [(e, ["--dir", ".", "--verbose", "--transport"]) for e in ("examples/sound", "examples/broken")]
 RUNS += [("tests/e2e/fmt-hostile-names", ["--file", "framework.json"])]
@@ -18,18 +21,9 @@ RUNS += [("tests/e2e/fmt-hostile-names", ["--file", "framework.json"])]
 
 def main():
     binary, root, prefix = os.path.abspath(sys.argv[1]), sys.argv[2], os.path.abspath(sys.argv[3])
-    pattern = os.path.join(prefix, "node_modules", "@microsoft", "sarif-multitool-*", "Sarif.Multitool")
-    if not glob.glob(pattern):
-        try:
-            subprocess.run(["npm", "install", "--prefix", prefix, "@microsoft/sarif-multitool"], timeout=600,
-                           stdout=subprocess.DEVNULL)
-        except OSError as e:
-            print(f"npm cannot run: {e}")
-            return 77
-    if not glob.glob(pattern):
-        print("npm could not install @microsoft/sarif-multitool")
+    tool = npm_package.install(prefix, "@microsoft/sarif-multitool", "@microsoft/sarif-multitool-*/Sarif.Multitool")
+    if tool is None:
         return 77
-    tool = glob.glob(pattern)[0]
     os.chmod(tool, 0o755)  # npm may leave the package's install script, which does this, unrun
     failed = 0
     with tempfile.TemporaryDirectory() as work:
