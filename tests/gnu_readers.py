@@ -1,21 +1,35 @@
 #!/usr/bin/env python3
-"""Reads `--format gnu` into Vim's quickfix list with the README's
-errorformat and jumps to every entry: each must land on its file, on the
-finding's line and on its first character (the json report says which).
+"""The readers of `--format gnu` that README.md sets up, on real output.
+Vim reads it into its quickfix list with the README's errorformat and jumps
+to every entry: each must land on its file, on the finding's line and on its
+first character (the json report says which). The README's VS Code problem
+patterns must take every line that names a file.
 
-    vim_quickfix.py CFGCHECK REPO_ROOT
+    gnu_readers.py CFGCHECK REPO_ROOT
 """
 import json
 import os
+import re
 import shutil
 import subprocess
 import sys
 import tempfile
 
-# The errorformat of README.md, as Vim reads it from a :set command.
-ERRORFORMAT = r"%f:%l:%v:\ %t%*[a-z]:\ %m,%+Gcfgcheck:\ %m,%-G%.%#"
 CASES = [("examples/broken", ["--dir", "."]), ("tests/e2e/fmt-gnu-display-columns", ["--file", "framework.json"]),
-         ("tests/e2e/fmt-hostile-names", ["--file", "framework.json"])]
+         ("tests/e2e/fmt-hostile-names", ["--file", "framework.json"]),
+         ("tests/e2e/fmt-gnu-unchecked-after-failures",
+          ["--file", "conf/framework.json", "--file", "old/servicemgr.json", "--file", "conf/servicemgr.json",
+           "--file", "missing.json", "--file", "gone.json"])]
+
+
+def readme_readers(root):
+    """The errorformat of the README's Vim block and the regexps of its tasks.json."""
+    text = open(os.path.join(root, "README.md"), encoding="utf-8").read()
+    efm = re.search(r"^:set errorformat=(.*)$", text, re.M).group(1)
+    tasks = json.loads(re.search(r"```json\n(\{\n  \"version\": \"2.0.0\".*?)```", text, re.S).group(1))
+    patterns = [re.compile(m["pattern"]["regexp"]) for m in tasks["tasks"][0]["problemMatcher"]]
+    return efm, patterns
+
 
 SCRIPT = """set nocompatible encoding=utf-8 fileencodings=utf-8 nomore hidden
 set errorformat={efm}
@@ -24,7 +38,7 @@ let s:lines = []
 let s:n = 0
 for s:e in getqflist()
   let s:n += 1
-  if s:e.valid
+  if s:e.valid && s:e.bufnr > 0
     execute 'silent cc' s:n
     call add(s:lines, bufname('%') . "\\t" . line('.') . "\\t" . col('.'))
   endif
@@ -49,6 +63,7 @@ def expected(doc, work):
 
 def main():
     binary, root = sys.argv[1], sys.argv[2]
+    errorformat, patterns = readme_readers(root)
     vim = shutil.which("vim")
     if not vim:
         print("vim is not installed")
@@ -63,11 +78,19 @@ def main():
             with open(os.path.join(work, "out.txt"), "wb") as f:
                 f.write(gnu.stdout)
             with open(os.path.join(work, "quickfix.vim"), "w") as f:
-                f.write(SCRIPT.format(efm=ERRORFORMAT, out="out.txt", result="result.txt"))
+                f.write(SCRIPT.format(efm=errorformat, out="out.txt", result="result.txt"))
             subprocess.run([vim, "-es", "-N", "-u", "NONE", "-i", "NONE", "-S", "quickfix.vim"], cwd=work,
                            stdin=subprocess.DEVNULL, capture_output=True, timeout=120)
             got = open(os.path.join(work, "result.txt")).read().splitlines()
             want = expected(doc, work)
+            # Every line but the summary and a finding about the run as a whole
+            lines = [ln for ln in gnu.stdout.decode().splitlines()[:-1] if ": " in ln[len("cfgcheck: error: "):]
+                     or not ln.startswith("cfgcheck: ")]
+            unread = [ln for ln in lines if not any(p.match(ln) for p in patterns)]
+            if unread:
+                failed += 1
+                print(f"FAILED {case}: the VS Code patterns miss {unread[:3]}")
+                continue
             if got != want:
                 failed += 1
                 print(f"FAILED {case}")
