@@ -24,15 +24,15 @@ struct Reporter {
 
   // "<tag>: <parts>in '<label>' at cmd-no <number>"
   template <typename... Parts>
-  void inList(std::string_view rule, Location at, const Parts&... parts) {
+  void inList(const support::Rule& rule, Location at, const Parts&... parts) {
     result = 1;
     support::error(rule, at, support::kAsk, tag, ": ", parts..., "in '", label, "' at cmd-no ", number);
   }
   // "<what> for cmd <cmd> in '<label>' ...": a finding that names the command.
-  void forCmd(std::string_view rule, Location at, std::string_view what, std::string_view cmd) {
+  void forCmd(const support::Rule& rule, Location at, std::string_view what, std::string_view cmd) {
     inList(rule, at, what, " for cmd ", cmd, " ");
   }
-  void illegalValue(std::string_view rule, const Value& value, std::string_view key) {
+  void illegalValue(const support::Rule& rule, const Value& value, std::string_view key) {
     inList(rule, locate(value), "illegal value for '", key, "' ");
   }
 };
@@ -65,7 +65,7 @@ struct Members {
 // it is absent, not a string or not one of `choices`.
 // `rules` names the rule of a value that is no string, then of one outside the choices.
 std::string_view readChoice(const Value& value, std::string_view key, std::initializer_list<std::string_view> choices,
-                            std::pair<std::string_view, std::string_view> rules, Reporter& report) {
+                            std::pair<const support::Rule&, const support::Rule&> rules, Reporter& report) {
   std::string_view text;
   if (value.getString(text) != 0) {
     if (value.isPresent()) report.illegalValue(rules.first, value, key);
@@ -81,7 +81,7 @@ std::string_view readChoice(const Value& value, std::string_view key, std::initi
 
 int checkCommandList(const Value& list, std::string_view label, std::string_view tag, const Value& owner) {
   if (!list.isArray()) {
-    support::error("S2", support::locateOr(list, owner), support::kAsk, tag, ": '", label, "' is not an array");
+    support::error(support::rules::S2, support::locateOr(list, owner), support::kAsk, tag, ": '", label, "' is not an array");
     return 1;
   }
   int result = 0;
@@ -95,12 +95,12 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
 
   std::string_view cmd;
   if (members.cmd.getString(cmd) != 0) {
-    report.inList("S3", locateOr(members.cmd, entry), "'cmd' missing ");
+    report.inList(support::rules::S3, locateOr(members.cmd, entry), "'cmd' missing ");
     return 1;
   }
   const Command* command = findCommand(cmd);
   if (command == nullptr) {
-    report.inList("S4", locate(members.cmd), "undefined 'cmd' '", cmd, "' ");
+    report.inList(support::rules::S4, locate(members.cmd), "undefined 'cmd' '", cmd, "' ");
     return 1;
   }
 
@@ -108,36 +108,36 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   std::string_view app;
   bool hasApp = members.app.getString(app) == 0;
   if (!hasApp && command->app != AppIn::NoApp) {
-    support::error("S5", locateOr(members.app, entry), support::kAsk, tag, ": 'app' missing in '", label, "' at cmd '",
+    support::error(support::rules::S5, locateOr(members.app, entry), support::kAsk, tag, ": 'app' missing in '", label, "' at cmd '",
                    cmd, "' at line ", number);
     return 1;
   }
   if (command->app == AppIn::Processes && !framework::ProcessNames.contains(app)) {
-    report.forCmd("S6", locate(members.app), "'" + std::string(app) + "' is an undefined process", cmd);
+    report.forCmd(support::rules::S6, locate(members.app), "'" + std::string(app) + "' is an undefined process", cmd);
   } else if (command->app == AppIn::Applications && !framework::ApplicationNames.contains(app)) {
-    report.forCmd("S7", locate(members.app), "'" + std::string(app) + "' is an undefined application", cmd);
+    report.forCmd(support::rules::S7, locate(members.app), "'" + std::string(app) + "' is an undefined application", cmd);
   }
 
   // The value rules hold for every entry carrying the member, allowed or not.
   std::string_view psAccess =
-      readChoice(members.psAccess, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, {"S8", "S9"}, report);
+      readChoice(members.psAccess, "ps_access", {"PS_ACC_NONE", "PS_ACC_READ", "PS_ACC_READ_WRITE"}, {support::rules::S8, support::rules::S9}, report);
 
   std::string_view event;
   const Value& eventValue = members.event;
   if (eventValue.isPresent() && eventValue.getString(event) != 0 && command->rule == Rule::SystemEvent) {
-    report.inList("S22", locate(eventValue), "illegal value type for 'event' ");
+    report.inList(support::rules::S22, locate(eventValue), "illegal value type for 'event' ");
   }
 
   bool flag = false;
-  if (members.blocking.isPresent() && members.blocking.getBool(flag) != 0) report.illegalValue("S10", members.blocking, "blocking");
+  if (members.blocking.isPresent() && members.blocking.getBool(flag) != 0) report.illegalValue(support::rules::S10, members.blocking, "blocking");
 
   int32_t integer = 0;
-  if (members.timeout.isPresent() && members.timeout.getInt(integer) != 0) report.illegalValue("S11", members.timeout, "timeout");
+  if (members.timeout.isPresent() && members.timeout.getInt(integer) != 0) report.illegalValue(support::rules::S11, members.timeout, "timeout");
   if (members.apprunmode.isPresent() && members.apprunmode.getInt(integer) != 0)
-    report.illegalValue("S12", members.apprunmode, "apprunmode");
+    report.illegalValue(support::rules::S12, members.apprunmode, "apprunmode");
 
   std::string_view sysrunmode =
-      readChoice(members.sysrunmode, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, {"S13", "S14"}, report);
+      readChoice(members.sysrunmode, "sysrunmode", {"RM_NORMAL", "RM_DOWNLOAD", "RM_DIAG"}, {support::rules::S13, support::rules::S14}, report);
 
   report.result |= checkCommandParameters(parameterSet(command->code), entry, cmd, label, number, tag);
 
@@ -146,27 +146,27 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
       break;
     case Rule::TimeoutRequired:
       if (members.timeout.getInt(integer) != 0)
-        report.forCmd("S16", locateOr(members.timeout, entry), "'timeout' missing or illegal", cmd);
+        report.forCmd(support::rules::S16, locateOr(members.timeout, entry), "'timeout' missing or illegal", cmd);
       break;
     case Rule::SysrunmodeRequired:
-      if (sysrunmode.empty()) report.forCmd("S17", locateOr(members.sysrunmode, entry), "'runmode' missing", cmd);
+      if (sysrunmode.empty()) report.forCmd(support::rules::S17, locateOr(members.sysrunmode, entry), "'runmode' missing", cmd);
       break;
     case Rule::ApprunmodeRequired:
       if (members.apprunmode.getInt(integer) != 0)
-        report.forCmd("S18", locateOr(members.apprunmode, entry), "'apprunmode' missing", cmd);
+        report.forCmd(support::rules::S18, locateOr(members.apprunmode, entry), "'apprunmode' missing", cmd);
       break;
     case Rule::PsAccessRequired:
       if (psAccess.empty())
-        report.forCmd("S19", locateOr(members.psAccess, entry), "'ps_access' missing/invalid value 'ps_access'", cmd);
+        report.forCmd(support::rules::S19, locateOr(members.psAccess, entry), "'ps_access' missing/invalid value 'ps_access'", cmd);
       break;
     case Rule::IntegerEvent:
-      if (eventValue.isPresent() && eventValue.getInt(integer) != 0) report.illegalValue("S20", eventValue, "event");
+      if (eventValue.isPresent() && eventValue.getInt(integer) != 0) report.illegalValue(support::rules::S20, eventValue, "event");
       break;
     case Rule::SystemEvent:
       if (event.empty()) {
-        report.forCmd("S21", locateOr(eventValue, entry), "'event' missing", cmd);
+        report.forCmd(support::rules::S21, locateOr(eventValue, entry), "'event' missing", cmd);
       } else if (event != "lowmem" && event != "startup_complete") {
-        report.forCmd("S23", locate(eventValue), "'" + std::string(event) + "' is an invalid value for 'event'", cmd);
+        report.forCmd(support::rules::S23, locate(eventValue), "'" + std::string(event) + "' is an invalid value for 'event'", cmd);
       }
       break;
   }
@@ -179,7 +179,7 @@ int checkCommandParameters(ParamSet allowed, const Value& entry, std::string_vie
   for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
     std::string_view key = it.key();
     if (key == "cmd" || (paramBit(key) & allowed) != 0) continue;
-    report.inList("S15", kit::config::locateKey(it), "'", key, "' is an undefined parameter for cmd '", cmd, "' ");
+    report.inList(support::rules::S15, kit::config::locateKey(it), "'", key, "' is an undefined parameter for cmd '", cmd, "' ");
   }
   return report.result;
 }

@@ -17,7 +17,7 @@ bool repeatedKeys(const KnownFile& file, const Options& options) {
   if (!options.strict || file.top == nullptr) return false;
   bool found = false;
   support::findRepeatedKeys(*file.top, [&](const support::RepeatedKey& r) {
-    support::duplicate("K1", r.again, r.first, support::kAsk, "KEYS: '", r.key, "' is written twice in ",
+    support::duplicate(support::rules::K1, r.again, r.first, support::kAsk, "KEYS: '", r.key, "' is written twice in ",
                        r.object.empty() ? std::string("the top level") : r.object, ", only the first is read");
     found = true;
   });
@@ -43,7 +43,7 @@ bool unchecked(const KnownFile& file, const Options& options, const char* needs)
     return false;
   }
   support::setFile(file.path);
-  support::error("K3", kit::config::kTextStart, "[cfgcheck]: ", "content of file ", file.path,
+  support::error(support::rules::K3, kit::config::kTextStart, "[cfgcheck]: ", "content of file ", file.path,
                  " not checked: it needs ", needs);
   return true;
 }
@@ -91,7 +91,7 @@ bool runContentChecks(const KnownFiles& files, const Options& options) {
 void noteUnchecked(const std::string& path, std::string_view why) {
   if (support::format() == support::Format::Text) return;
   support::setFile(path);
-  support::info("P2", kit::config::Location{1, 1}, "[cfgcheck]: ", "content not checked: ", why);
+  support::info(support::rules::P2, kit::config::Location{1, 1}, "[cfgcheck]: ", "content not checked: ", why);
 }
 
 void noteNoneChecked(const KnownFiles& files, std::string_view why) {
@@ -101,7 +101,7 @@ void noteNoneChecked(const KnownFiles& files, std::string_view why) {
 
 bool reportNothingChecked() {
   support::setFile("");
-  support::error("K2", kit::config::Location{}, "[cfgcheck]: ", "no file was checked");
+  support::error(support::rules::K2, kit::config::Location{}, "[cfgcheck]: ", "no file was checked");
   return true;
 }
 

@@ -11,7 +11,7 @@ int scanDirectory(const std::string& path, std::vector<std::string>& files) {
   plat::FileInfo info;
   if (!info.init(dir, true)) {
     const char* reason = tbx::ErrorStorage::reason();
-    support::Finding f = support::finding("D1", {}, "[cfgcheck]: ", "can't access directory ", path);
+    support::Finding f = support::finding(support::rules::D1, {}, "[cfgcheck]: ", "can't access directory ", path);
     f.file = path;
     f.trailer = std::string("Error getting FileInfo of path: ") + (reason != nullptr ? reason : "");
     support::report(std::move(f));
@@ -20,7 +20,7 @@ int scanDirectory(const std::string& path, std::vector<std::string>& files) {
   }
   plat::Directory listing(dir, false);
   if (info.getType() != plat::FileInfo::type_directory || !listing.isOpen()) {
-    support::Finding f = support::finding("D1", {}, "[cfgcheck]: ", "can't access directory ", path);
+    support::Finding f = support::finding(support::rules::D1, {}, "[cfgcheck]: ", "can't access directory ", path);
     f.file = path;
     support::report(std::move(f));
     return 1;

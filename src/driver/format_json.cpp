@@ -160,12 +160,12 @@ void writeJson(const Document& doc, const char* summary) {
 
 void writeSarif(const Document& doc) {
   json rules = json::array();
-  for (std::size_t i = 0; i < kRuleCount; ++i) {
-    const RuleEntry& r = kRules[i];
-    std::string_view entry = ruleEntry(r);
-    rules.push_back({{"id", r.id},
-                     {"shortDescription", {{"text", ruleDescription(r)}}},
-                     {"fullDescription", {{"text", ruleSummary(r)}}},
+  const auto all = support::allRules();
+  for (const support::Rule* r : all) {
+    std::string_view entry = ruleEntry(*r);
+    rules.push_back({{"id", r->id},
+                     {"shortDescription", {{"text", r->title}}},
+                     {"fullDescription", {{"text", ruleSummary(*r)}}},
                      {"help", {{"text", plainEntry(entry)}, {"markdown", entry}}}});
   }
   json results = json::array();
@@ -174,7 +174,7 @@ void writeSarif(const Document& doc) {
   for (const support::Finding& f : doc.findings) {
     const char* level = f.severity == support::Severity::Error ? "error" : "note";
     json rule{{"id", f.rule}};
-    if (const RuleEntry* known = findRule(f.rule)) rule["index"] = known - kRules;
+    if (const support::Rule* known = support::findRule(f.rule)) rule["index"] = std::find(all.begin(), all.end(), known) - all.begin();
     // A finding about the run as a whole (no file was checked) stands nowhere:
     // code scanning takes only results with a place.
     if (f.file.empty()) {

@@ -109,15 +109,15 @@ void writeJunit(const Document& doc) {
   for (const Finding& f : doc.findings) {
     const bool error = f.severity == support::Severity::Error;
     // A directory may share its path with a listed file (--dir x.json --file x.json).
-    auto it = f.rule == "D1" ? byPath.end() : byPath.find(f.file);
+    auto it = f.rule == support::rules::D1.id ? byPath.end() : byPath.find(f.file);
     if (it == byPath.end()) {
       if (error) addCase(program, f.file.empty() ? std::string("run") : "directory " + f.file, {&f});
       continue;
     }
     Verdicts& v = verdicts[it->second];
-    if (f.rule == "P1") v.parse.push_back(&f);
+    if (f.rule == support::rules::P1.id) v.parse.push_back(&f);
     else if (error) v.content.push_back(&f);
-    else if (f.rule == "P2" && v.unchecked.empty()) v.unchecked = fullMessage(f);
+    else if (f.rule == support::rules::P2.id && v.unchecked.empty()) v.unchecked = fullMessage(f);
   }
   std::vector<std::size_t> parseFailures(suites.size());
   for (const FileRecord& f : doc.files) {

@@ -119,13 +119,6 @@ std::string fullMessage(const support::Finding& f) {
   return out;
 }
 
-std::string ruleDescription(const RuleEntry& rule) {
-  std::string_view title = rule.title;
-  constexpr std::string_view kEditor = " *(editor)*";
-  if (title.ends_with(kEditor)) title.remove_suffix(kEditor.size());
-  return std::string(title);
-}
-
 void writeGnu(const support::Finding& f) {
   gnuLine(f.file, f.at, f.severity == support::Severity::Error ? "error" : "note", fullMessage(f), f.rule);
   // Related places carry the finding's ID, so that a reader that keeps only tagged lines keeps them too.

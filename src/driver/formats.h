@@ -29,24 +29,13 @@ struct Document {
   int status = 0;
 };
 
-// One heading of docs/rules.md: "F11", "\"priority\" is an integer *(editor)*".
-struct RuleEntry {
-  const char* id;
-  const char* title;
-};
-extern const RuleEntry kRules[];
-extern const std::size_t kRuleCount;
 extern const std::string_view kRulesText;  // docs/rules.md
 extern const char* const kVersion;
 
-// The title without its "*(editor)*" mark.
-std::string ruleDescription(const RuleEntry& rule);
-// The rule of that ID, whatever its case; null when there is none.
-const RuleEntry* findRule(std::string_view id);
 // The rule's entry of docs/rules.md, from its heading to the next heading.
-std::string_view ruleEntry(const RuleEntry& rule);
+std::string_view ruleEntry(const support::Rule& rule);
 // The entry's first paragraph of explanation, or the title when it has none.
-std::string ruleSummary(const RuleEntry& rule);
+std::string ruleSummary(const support::Rule& rule);
 // The entry without Markdown: code blocks indented, headings and bold marks dropped.
 std::string plainEntry(std::string_view entry);
 // --explain: the entry of `id`, or every ID and title when `id` is null.

@@ -1,7 +1,5 @@
 // docs/rules.md as built into the program: --explain prints its entries and
 // SARIF gives each rule its own as help, so neither can drift from the document.
-#include <cctype>
-
 #include "driver/formats.h"
 #include "platform/tbx.h"
 
@@ -24,20 +22,8 @@ bool blank(std::string_view line) { return line.find_first_not_of(" \t\r") == st
 
 }  // namespace
 
-const RuleEntry* findRule(std::string_view id) {
-  for (std::size_t i = 0; i < kRuleCount; ++i) {
-    std::string_view known = kRules[i].id;
-    if (known.size() != id.size()) continue;
-    bool same = true;
-    for (std::size_t k = 0; k < id.size() && same; ++k)
-      same = std::toupper(static_cast<unsigned char>(id[k])) == known[k];
-    if (same) return &kRules[i];
-  }
-  return nullptr;
-}
-
-std::string_view ruleEntry(const RuleEntry& rule) {
-  const std::string heading = std::string("#### ") + rule.id + ' ';
+std::string_view ruleEntry(const support::Rule& rule) {
+  const std::string heading = "#### " + std::string(rule.id) + ' ';
   std::size_t start = kRulesText.starts_with(heading) ? 0 : kRulesText.find('\n' + heading);
   if (start == std::string_view::npos) return {};
   if (start != 0) ++start;
@@ -55,7 +41,7 @@ std::string_view ruleEntry(const RuleEntry& rule) {
   return kRulesText.substr(start, end - start);
 }
 
-std::string ruleSummary(const RuleEntry& rule) {
+std::string ruleSummary(const support::Rule& rule) {
   std::string_view entry = ruleEntry(rule);
   std::size_t pos = 0;
   nextLine(entry, pos);
@@ -68,7 +54,7 @@ std::string ruleSummary(const RuleEntry& rule) {
     if (!out.empty()) out += ' ';
     out += line;
   }
-  return out.empty() ? ruleDescription(rule) : out;
+  return out.empty() ? std::string(rule.title) : out;
 }
 
 std::string plainEntry(std::string_view entry) {
@@ -91,15 +77,15 @@ std::string plainEntry(std::string_view entry) {
 
 int explainRule(const char* id) {
   if (id == nullptr) {
-    for (std::size_t i = 0; i < kRuleCount; ++i) {
-      std::string name = kRules[i].id;
+    for (const support::Rule* rule : support::allRules()) {
+      std::string name(rule->id);
       name.resize(4, ' ');
-      tbx::cout << name << ruleDescription(kRules[i]) << '\n';
+      tbx::cout << name << rule->title << '\n';
     }
     tbx::cout.flush();
     return 0;
   }
-  const RuleEntry* rule = findRule(id);
+  const support::Rule* rule = support::findRule(id);
   if (rule == nullptr) {
     tbx::cout << "[cfgcheck]: unknown rule " << visible(id) << "; cfgcheck --explain lists the rules" << tbx::endl;
     return -1;

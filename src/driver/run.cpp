@@ -90,7 +90,7 @@ bool reportEarlierOfAKind(const KnownFiles& known, const Options& options) {
       if (earlier.path == file.path) continue;  // one file given twice is checked all the same
       if (options.strict) {
         support::setFile(file.path);
-        support::error("K4", kit::config::Location{1, 1}, "[cfgcheck]: ", "two ", kKnownFileNames[i],
+        support::error(support::rules::K4, kit::config::Location{1, 1}, "[cfgcheck]: ", "two ", kKnownFileNames[i],
                        " files: ", earlier.path, " and ", file.path, "; only ", file.path, " is checked");
         found = true;
       }

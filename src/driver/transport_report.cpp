@@ -68,10 +68,9 @@ support::Connection connectionOf(const Record& record) {
 bool hasText(const Record& record) { return record.type >= Record::kUndefined && record.type <= Record::kResman; }
 
 // A failed query: a line of the report in the text form, a finding in all.
-void failure(std::string_view rule, kit::config::Location at, std::string line) {
+void failure(const support::Rule& rule, kit::config::Location at, std::string line) {
   support::Finding f = support::finding(rule, at, "", line);
   f.onStderr = true;
-  if (rule == "T2") f.severity = support::Severity::Info;
   support::report(std::move(f));
 }
 
@@ -95,7 +94,7 @@ void spawnSection(TransportConfig& service, const std::vector<ProcessNames>& pro
       support::transportEntry(std::move(entry));
     }
     if (status < 0) {
-      failure("T1", p.at, line + " -> ERROR, reason " + reasonText());
+      failure(support::rules::T1, p.at, line + " -> ERROR, reason " + reasonText());
       result = 1;
       tbx::ErrorStorage::ack();
     } else if (status == 0) {
@@ -128,7 +127,7 @@ void singleSection(TransportConfig& service, const std::vector<ProcessNames>& pr
         support::transportEntry(std::move(entry));
       }
       if (status == -1) {
-        failure("T2", first.at, label(first.name, second.name) + " ERROR reason=" + reasonText());
+        failure(support::rules::T2, first.at, label(first.name, second.name) + " ERROR reason=" + reasonText());
         tbx::ErrorStorage::ack();
       } else if (status == 1 && hasText(record)) {
         // A type without a text would leave a bare label behind; such a pair is left out.

@@ -15,9 +15,9 @@ const char* const kProcessKeys[] = {"name", "exec", "priority", "id", "node", "e
 }
 
 int checkNode(std::string_view name, const kit::config::Value& node) {
-  if (Verbose) support::info("F50", kit::config::locate(node), "", "node: ", name);
+  if (Verbose) support::info(support::rules::F50, kit::config::locate(node), "", "node: ", name);
   if (!node.isDictionary()) {
-    support::error("F5", kit::config::locate(node), support::kAsk, "node COMM configuration missing or is no dictionary");
+    support::error(support::rules::F5, kit::config::locate(node), support::kAsk, "node COMM configuration missing or is no dictionary");
     return 1;
   }
   kit::config::Value transport = node.get("transport");
@@ -31,13 +31,13 @@ int checkNode(std::string_view name, const kit::config::Value& node) {
 
 int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose) {
   Verbose = verbose;
-  if (!root.isDictionary()) return support::noDictionary(path, "checkFWConfig", kit::config::locate(root));
+  if (!root.isDictionary()) return support::noDictionary(support::rules::F1, path, "checkFWConfig", kit::config::locate(root));
   const kit::config::Dictionary* top = &root;
   for (const char* key : kProcessKeys) ProcessKeys.insert(key);
   kit::config::Dictionary nodes = top->get("nodes");
   kit::config::Array procs = top->get("procs");
   if (!nodes.isDictionary()) {
-    support::error("F2", support::locateOr(nodes, *top), kTag, "no 'nodes' dictionary found");
+    support::error(support::rules::F2, support::locateOr(nodes, *top), kTag, "no 'nodes' dictionary found");
     return 1;
   }
   int result = 0;
@@ -46,7 +46,7 @@ int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose
   for (auto it = nodes.begin(), end = nodes.end(); it != end; ++it) {
     std::string_view name = it.key();
     if (!NodeNames.insert(name)) {
-      support::duplicate("F4", kit::config::locateKey(it), FirstPlaces.nodes.of(name), kTag, "node name ", name,
+      support::duplicate(support::rules::F4, kit::config::locateKey(it), FirstPlaces.nodes.of(name), kTag, "node name ", name,
                          " is defined more than once");
       result = 1;
     } else {
@@ -57,7 +57,7 @@ int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose
   }
   if (Verbose) support::textLine("--------------------- Processes ---------------------");
   if (!procs.isArray()) {
-    support::error("F3", support::locateOr(procs, *top), kTag, "no 'procs' array found");
+    support::error(support::rules::F3, support::locateOr(procs, *top), kTag, "no 'procs' array found");
     return 1;
   }
   for (uint32_t i = 0; i < procs.size(); ++i) {

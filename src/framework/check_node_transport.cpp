@@ -16,7 +16,7 @@ using kit::config::locate;
 // Reads `member`/`field` of a target whose `member` is a dictionary; true
 // when it was read, with `at` where it stands. A member that is no dictionary
 // is none of our business.
-bool readSetting(const kit::config::Value& target, const char* member, const char* field, std::string_view rule,
+bool readSetting(const kit::config::Value& target, const char* member, const char* field, const support::Rule& rule,
                  std::string& out, kit::config::Location& at, const char* label, std::string_view node, bool& error) {
   kit::config::Value settings = target.get(member);
   if (!settings.isDictionary()) return false;
@@ -43,25 +43,25 @@ int checkNodeTransportSection(const kit::config::Dictionary& section, const char
     std::string text;
     kit::config::Value serializer = target.get("serializer");
     if (serializer.getString(text) != 0) {
-      support::error("F6", support::locateOr(serializer, target), support::kAsk, label, " settings for node ", node,
+      support::error(support::rules::F6, support::locateOr(serializer, target), support::kAsk, label, " settings for node ", node,
                      " has no serializer setting");
       error = true;
     }
-    if (readSetting(target, "tcpip", "address", "F7", text, at, label, node, error)) {
+    if (readSetting(target, "tcpip", "address", support::rules::F7, text, at, label, node, error)) {
       if (reference.empty() || text == reference || text == kLoopback || reference == kLoopback) {
         if (reference.empty()) reference = text;
         // Once the section is wrong its reference address proves nothing.
-        if (!error && Verbose) support::info("F50", at, support::kInfo, "tcpip ", reference, " from node ", node);
+        if (!error && Verbose) support::info(support::rules::F50, at, support::kInfo, "tcpip ", reference, " from node ", node);
       } else {
-        support::Finding f = support::finding("F8", at, support::kAsk, label, " settings for node ", node,
+        support::Finding f = support::finding(support::rules::F8, at, support::kAsk, label, " settings for node ", node,
                                               " have different ip's");
         f.aside = reference + ' ' + text;
         support::report(std::move(f));
         error = true;
       }
     }
-    if (readSetting(target, "resman", "root_path", "F9", text, at, label, node, error) && Verbose)
-      support::info("F50", at, support::kInfo, "resman ", text, " from node ", node);
+    if (readSetting(target, "resman", "root_path", support::rules::F9, text, at, label, node, error) && Verbose)
+      support::info(support::rules::F50, at, support::kInfo, "resman ", text, " from node ", node);
   }
   return error ? 1 : 0;
 }

@@ -21,25 +21,25 @@ bool checkSimpleKeys(const Value& entry) {
   bool error = false;
   for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
     if (!ProcessKeys.contains(it.key())) {
-      support::error("F10", kit::config::locateKey(it), "?", "process key '", it.key(), "' not defined for processes");
+      support::error(support::rules::F10, kit::config::locateKey(it), "?", "process key '", it.key(), "' not defined for processes");
       error = true;
     }
   }
   int32_t priority = 0;
   Value priorityValue = entry.get("priority");
   if (priorityValue.isPresent() && priorityValue.getInt(priority) != 0) {
-    support::error("F11", locate(priorityValue), "?", "process: 'priority' value is not an integer");
+    support::error(support::rules::F11, locate(priorityValue), "?", "process: 'priority' value is not an integer");
     error = true;
   }
   Value environment = entry.get("environment");
   if (environment.isPresent() && !environment.isDictionary()) {
-    support::error("F12", locate(environment), "?", "process: 'environment' is not a dictionary");
+    support::error(support::rules::F12, locate(environment), "?", "process: 'environment' is not a dictionary");
     error = true;
   }
   std::string_view text;
   for (auto it = environment.begin(), end = environment.end(); it != end; ++it) {
     if (it.value().getString(text) != 0) {
-      support::error("F13", locate(it.value()), "?", "process: 'environment' value '", it.key(), " is not a string");
+      support::error(support::rules::F13, locate(it.value()), "?", "process: 'environment' value '", it.key(), " is not a string");
       error = true;
     }
   }
@@ -53,11 +53,11 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
   std::string_view name;  // an entry without one is declared under the empty name
   Value nameValue = entry.get("name");
   if (nameValue.getString(name) != 0) {
-    support::error("F14", locateOr(nameValue, entry), "?", "process ", index, " has no 'name' definition");
+    support::error(support::rules::F14, locateOr(nameValue, entry), "?", "process ", index, " has no 'name' definition");
     error = true;
   }
   if (!ProcessNames.insert(name)) {
-    support::duplicate("F15", locateOr(nameValue, entry), FirstPlaces.processes.of(name), "?", "process name '", name,
+    support::duplicate(support::rules::F15, locateOr(nameValue, entry), FirstPlaces.processes.of(name), "?", "process name '", name,
                        "' is defined more than once at ");
     error = true;
   } else {
@@ -66,11 +66,11 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
   std::string_view node;
   Value nodeValue = entry.get("node");
   if (nodeValue.getString(node) != 0) {
-    support::error("F16", locateOr(nodeValue, entry), "?", "process '", name, "' has no 'node' definition");
+    support::error(support::rules::F16, locateOr(nodeValue, entry), "?", "process '", name, "' has no 'node' definition");
     error = true;
   }
   if (!nodes.get(node).isDictionary()) {
-    support::error("F17", locateOr(nodeValue, entry), "?", "node '", node, "' for process '", name,
+    support::error(support::rules::F17, locateOr(nodeValue, entry), "?", "node '", node, "' for process '", name,
                    "' is not defined in the 'nodes' dictionary");
     error = true;
   }
@@ -83,16 +83,16 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
   Value idValue = entry.get("id");
   bool hasId = idValue.getInt(id) == 0;
   if (!hasId) {
-    support::error("F18", locateOr(idValue, entry), "?", "process '", name, "' has no 'id' definition");
+    support::error(support::rules::F18, locateOr(idValue, entry), "?", "process '", name, "' has no 'id' definition");
     error = true;
   } else if (!ProcessIds.insert(id)) {
-    support::duplicate("F19", locate(idValue), FirstPlaces.ids.of(std::to_string(id)), "?", "process '", name,
+    support::duplicate(support::rules::F19, locate(idValue), FirstPlaces.ids.of(std::to_string(id)), "?", "process '", name,
                        "': id ", id, " is defined more than once");
     error = true;
   } else {
     if (kit::config::positionsWanted()) FirstPlaces.ids.note(std::to_string(id), [&] { return locate(idValue); });
   }
-  if (Verbose) support::info("F50", locate(entry), "", name, "(id=", hasId ? std::to_string(id) : "?", ")");
+  if (Verbose) support::info(support::rules::F50, locate(entry), "", name, "(id=", hasId ? std::to_string(id) : "?", ")");
   if (checkProcessComm(nodes, nodeIndex, entry) != 0) error = true;
   if (checkServiceManagerEntry(entry) != 0) error = true;
   return error ? 1 : 0;

@@ -23,7 +23,7 @@ struct CommState {
   bool error = false;
 };
 
-void fail(CommState& state, std::string_view rule, Location at, std::string_view first, std::string_view node,
+void fail(CommState& state, const support::Rule& rule, Location at, std::string_view first, std::string_view node,
           std::string_view rest) {
   support::error(rule, at, support::kAsk, "COMM: ", first, node, rest);
   state.error = true;
@@ -34,43 +34,43 @@ void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::s
   int32_t port = 0;
   Value portValue = tcp.get("port");
   if (portValue.getInt(port) != 0) {
-    fail(state, "F23", locateOr(portValue, tcp), "TCP/IP Settings for node ", target, " missing 'port' entry");
+    fail(state, support::rules::F23, locateOr(portValue, tcp), "TCP/IP Settings for node ", target, " missing 'port' entry");
     return;
   }
   if (state.port == -1) {
     state.port = port;
   } else if (port != state.port) {
-    fail(state, "F24", locate(portValue), "TCP/IP Settings for node ", target, " different port values on same proceess");
+    fail(state, support::rules::F24, locate(portValue), "TCP/IP Settings for node ", target, " different port values on same proceess");
     return;
   }
   std::string_view own;
   Value ownValue = entry.get("node");
   if (ownValue.getString(own) != 0) {
-    fail(state, "F25", locateOr(ownValue, entry), "missing settings for node '", own, "'");
+    fail(state, support::rules::F25, locateOr(ownValue, entry), "missing settings for node '", own, "'");
     return;
   }
   Value ownNode = nodes.get(own);
   Value transport = ownNode.get("transport");
   if (!transport.isPresent()) {
     // A node that is not declared is the process's own reference to it.
-    fail(state, "F26", ownNode.isPresent() ? locate(ownNode) : locate(ownValue), "missing 'transport' for node '", own,
+    fail(state, support::rules::F26, ownNode.isPresent() ? locate(ownNode) : locate(ownValue), "missing 'transport' for node '", own,
          "'");
     return;
   }
   Value comm = transport.get("comm");
   if (!comm.isPresent()) {
-    fail(state, "F27", locate(transport), "missing 'transport:comm' for node ", own, "");
+    fail(state, support::rules::F27, locate(transport), "missing 'transport:comm' for node ", own, "");
     return;
   }
   std::string_view address;
   if (comm.get(target).get("tcpip").get("address").getString(address) != 0 &&
       comm.get("*").get("tcpip").get("address").getString(address) != 0) {
-    fail(state, "F28", locate(comm), "using tcp/ip for node ", own, ": missing IP for node " + std::string(target));
+    fail(state, support::rules::F28, locate(comm), "using tcp/ip for node ", own, ": missing IP for node " + std::string(target));
     return;
   }
   state.ipConnection.assign(address).append(1, ':').append(std::to_string(state.port));
   if (Verbose)
-    support::info("F50", locate(tcp), support::kInfo, "COMM: using tcp/ip  '", state.ipConnection, "' for node ", target);
+    support::info(support::rules::F50, locate(tcp), support::kInfo, "COMM: using tcp/ip  '", state.ipConnection, "' for node ", target);
 }
 
 void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::string_view target, const Value& res,
@@ -78,11 +78,11 @@ void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::
   std::string_view path;
   Value pathValue = res.get("path");
   if (pathValue.getString(path) != 0) {
-    fail(state, "F29", locateOr(pathValue, res), "RESMAN Settings for node ", target, " missing 'path' entry");
+    fail(state, support::rules::F29, locateOr(pathValue, res), "RESMAN Settings for node ", target, " missing 'path' entry");
     return;
   }
   if (!state.resmanPath.empty() && path != state.resmanPath) {
-    fail(state, "F30", locate(pathValue), "RESMAN settings for node ", target, " different 'resmam' values on same proceess");
+    fail(state, support::rules::F30, locate(pathValue), "RESMAN settings for node ", target, " different 'resmam' values on same proceess");
     return;
   }
   state.resmanPath = path;
@@ -92,7 +92,7 @@ void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::
   nodes.get(own).get("transport").get("comm").get(target).get("resman").get("root_path").getString(root);
   state.resmanConnection.assign(root).append(1, ':').append(path);
   if (Verbose)
-    support::info("F50", locate(res), support::kInfo, "COMM: using resman path '", state.resmanConnection, "' for node ",
+    support::info(support::rules::F50, locate(res), support::kInfo, "COMM: using resman path '", state.resmanConnection, "' for node ",
                   target);
 }
 
@@ -102,20 +102,20 @@ void checkTarget(const kit::config::Dictionary& nodes, const Value& entry, const
   Value tcp = settings.get("tcpip");
   Value res = settings.get("resman");
   if (!tcp.isPresent() && !res.isPresent()) return;
-  std::string_view rule;
+  const support::Rule* rule = nullptr;
   Location at;
   if (tcp.isPresent() && res.isPresent()) {
-    rule = "F20";
+    rule = &support::rules::F20;
     at = locate(settings);
-    fail(state, rule, at, "Settings for node ", target, " with more than one entry");
+    fail(state, *rule, at, "Settings for node ", target, " with more than one entry");
   } else if (tcp.isPresent() && !tcp.isDictionary()) {
-    rule = "F21";
+    rule = &support::rules::F21;
     at = locate(tcp);
-    fail(state, rule, at, "TCP/IP Settings for node ", target, " are invalid");
+    fail(state, *rule, at, "TCP/IP Settings for node ", target, " are invalid");
   } else if (res.isPresent() && !res.isDictionary()) {
-    rule = "F22";
+    rule = &support::rules::F22;
     at = locate(res);
-    fail(state, rule, at, "RESMAN Settings for node ", target, " are invalid");
+    fail(state, *rule, at, "RESMAN Settings for node ", target, " are invalid");
   } else if (tcp.isDictionary()) {
     checkTcpip(nodes, entry, target, tcp, state);
     return;
@@ -123,12 +123,12 @@ void checkTarget(const kit::config::Dictionary& nodes, const Value& entry, const
     checkResman(nodes, entry, target, res, state);
     return;
   }
-  support::error(rule, at, support::kAsk, "COMM: missing settings");
+  support::error(*rule, at, support::kAsk, "COMM: missing settings");
 }
 
 // A connection string claimed by an earlier process is a clash; `comm` is
 // the process's section that forms it.
-void registerConnection(support::NameSet& set, support::FirstPlaces& places, std::string_view rule,
+void registerConnection(support::NameSet& set, support::FirstPlaces& places, const support::Rule& rule,
                         const std::string& connection, const Value& comm, CommState& state) {
   if (connection.empty()) return;
   if (set.insert(connection)) {
@@ -145,7 +145,7 @@ void registerConnection(support::NameSet& set, support::FirstPlaces& places, std
 int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const Value& entry) {
   Value comm = entry.get("transport").get("comm");
   if (!comm.isDictionary()) {
-    if (Verbose) support::info("F50", locate(entry), support::kInfo, "COMM: not configured");
+    if (Verbose) support::info(support::rules::F50, locate(entry), support::kInfo, "COMM: not configured");
     return 0;
   }
   // Only the keys of "comm" that name nodes are visited, in the order of
@@ -154,8 +154,8 @@ int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& node
   positionsOfKeys(nodeIndex, comm, positions);
   CommState state;
   for (uint32_t pos : positions) checkTarget(nodes, entry, comm, nodeIndex.names[pos], state);
-  registerConnection(IpConnections, FirstPlaces.ipConnections, "F31", state.ipConnection, comm, state);
-  registerConnection(ResmanPaths, FirstPlaces.resmanPaths, "F32", state.resmanConnection, comm, state);
+  registerConnection(IpConnections, FirstPlaces.ipConnections, support::rules::F31, state.ipConnection, comm, state);
+  registerConnection(ResmanPaths, FirstPlaces.resmanPaths, support::rules::F32, state.resmanConnection, comm, state);
   return state.error ? 1 : 0;
 }
 

@@ -18,17 +18,17 @@ using support::locateOr;
 // Checks one bundle; returns true when it produced a finding.
 bool checkBundle(const Value& bundle, int32_t index) {
   if (!bundle.isDictionary()) {
-    support::error("F39", locate(bundle), kAsk, "SMGT: bundle[", index, "] is no dictionary");
+    support::error(support::rules::F39, locate(bundle), kAsk, "SMGT: bundle[", index, "] is no dictionary");
     return true;
   }
   std::string_view name;
   Value nameValue = bundle.get("name");
   if (nameValue.getString(name) != 0) {
-    support::error("F40", locateOr(nameValue, bundle), kAsk, "SMGT: bundle[", index, "] has no 'name'");
+    support::error(support::rules::F40, locateOr(nameValue, bundle), kAsk, "SMGT: bundle[", index, "] has no 'name'");
     return true;
   }
   if (!ApplicationNames.insert(name)) {
-    support::duplicate("F41", locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: bundle[", name,
+    support::duplicate(support::rules::F41, locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: bundle[", name,
                        "] name '", name, "' is defined more than once");
     return true;
   }
@@ -36,16 +36,16 @@ bool checkBundle(const Value& bundle, int32_t index) {
   std::string_view lib;
   Value libValue = bundle.get("lib");
   if (libValue.getString(lib) != 0) {
-    support::error("F42", locateOr(libValue, bundle), kAsk, "SMGT: bundle[", name, "] has no 'lib'");
+    support::error(support::rules::F42, locateOr(libValue, bundle), kAsk, "SMGT: bundle[", name, "] has no 'lib'");
     return true;
   }
   Value apps = bundle.get("apps");
   if (!apps.isArray()) {
-    support::error("F43", locateOr(apps, bundle), kAsk, "SMGT: bundle[", name, "] has no 'apps' array");
+    support::error(support::rules::F43, locateOr(apps, bundle), kAsk, "SMGT: bundle[", name, "] has no 'apps' array");
     return true;
   }
   if (apps.size() == 0) {
-    support::error("F44", locate(apps), kAsk, "SMGT: bundle[", name, "] has empty 'apps' array");
+    support::error(support::rules::F44, locate(apps), kAsk, "SMGT: bundle[", name, "] has empty 'apps' array");
     return true;
   }
   bool error = false;
@@ -53,10 +53,10 @@ bool checkBundle(const Value& bundle, int32_t index) {
   for (uint32_t j = 0; j < apps.size(); ++j) {
     Value appValue = apps.at(j);
     if (appValue.getString(app) != 0) {
-      support::error("F45", locate(appValue), kAsk, "SMGT: bundle[", name, "]:apps[", j, "] is no string");
+      support::error(support::rules::F45, locate(appValue), kAsk, "SMGT: bundle[", name, "]:apps[", j, "] is no string");
       error = true;
     } else if (!ApplicationNames.insert(app)) {
-      support::duplicate("F46", locate(appValue), FirstPlaces.applications.of(app), kAsk, "SMGT: bundle[", name,
+      support::duplicate(support::rules::F46, locate(appValue), FirstPlaces.applications.of(app), kAsk, "SMGT: bundle[", name,
                          "]:apps[", j, "] is defined more than once");
       error = true;
     } else {
@@ -71,16 +71,16 @@ bool checkSingleApp(const Value& sm) {
   std::string_view name;
   Value nameValue = sm.get("name");
   if (nameValue.getString(name) != 0) {
-    support::error("F36", locateOr(nameValue, sm), kAsk, "SMGT: singleapp has no name");
+    support::error(support::rules::F36, locateOr(nameValue, sm), kAsk, "SMGT: singleapp has no name");
     return true;
   }
   if (!ApplicationNames.insert(name)) {
-    support::duplicate("F37", locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: singleapp name '",
+    support::duplicate(support::rules::F37, locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: singleapp name '",
                        name, "' defined more than once");
     return true;
   }
   FirstPlaces.applications.note(name, [&] { return locate(nameValue); });
-  if (Verbose) support::info("F50", locate(nameValue), support::kInfo, "SMGT: singleapp '", name, "'");
+  if (Verbose) support::info(support::rules::F50, locate(nameValue), support::kInfo, "SMGT: singleapp '", name, "'");
   return false;
 }
 
@@ -99,35 +99,35 @@ int checkServiceManagerEntry(const Value& entry) {
   entry.get("name").getString(process);
   Value sm = entry.get("servicemgr");
   if (!sm.isPresent()) {
-    if (Verbose) support::info("F50", locate(entry), support::kInfo, "SMGT: not configured");
+    if (Verbose) support::info(support::rules::F50, locate(entry), support::kInfo, "SMGT: not configured");
     return 0;
   }
   if (!sm.isDictionary()) {
-    support::error("F33", locate(sm), kAsk, "SMGT: 'servicemgr' is no dictionary");
+    support::error(support::rules::F33, locate(sm), kAsk, "SMGT: 'servicemgr' is no dictionary");
     return 1;
   }
   bool error = false;
   std::string_view exec;
   Value execValue = entry.get("exec");
   if (execValue.getString(exec) != 0) {
-    support::error("F34", locateOr(execValue, entry), kAsk, "SMGT: 'exec' not defined in process ", process);
+    support::error(support::rules::F34, locateOr(execValue, entry), kAsk, "SMGT: 'exec' not defined in process ", process);
     error = true;
   }
   if (Verbose)
-    support::info("F50", locateOr(execValue, entry), support::kInfo, "SMGT: executable '", exec,
+    support::info(support::rules::F50, locateOr(execValue, entry), support::kInfo, "SMGT: executable '", exec,
                   plat::ProcessTNG::ExecutableSuffix, "'");
   Value bundles = sm.get("bundles");
   if (sm.get("singleapp").isPresent()) {
     if (checkSingleApp(sm)) error = true;
   } else if (sm.get("external").isPresent()) {
-    if (Verbose) support::info("F50", locate(sm), support::kInfo, "SMGT: external");
+    if (Verbose) support::info(support::rules::F50, locate(sm), support::kInfo, "SMGT: external");
   } else if (bundles.isArray() && bundles.size() == 0) {
-    support::error("F38", locate(bundles), kAsk, "SMGT: bundles with size=0");
+    support::error(support::rules::F38, locate(bundles), kAsk, "SMGT: bundles with size=0");
     error = true;
   } else if (bundles.isArray()) {
     if (checkBundles(bundles) != 0) error = true;
   } else {
-    support::error("F35", locate(sm), kAsk, "SMGT: missing or erroneous settings 'singleapp|external|bundles'");
+    support::error(support::rules::F35, locate(sm), kAsk, "SMGT: missing or erroneous settings 'singleapp|external|bundles'");
     error = true;
   }
   return error ? 1 : 0;

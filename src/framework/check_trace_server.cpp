@@ -7,17 +7,17 @@ namespace framework {
 int checkTraceServer(const kit::config::Dictionary& nodes, const kit::config::Value& entry) {
   kit::config::Value tracing = entry.get("transport").get("tracing");
   if (!tracing.isDictionary()) {
-    support::error("F47", support::locateOr(tracing, entry), "", "Missing Transport settings for traceserver");
+    support::error(support::rules::F47, support::locateOr(tracing, entry), "", "Missing Transport settings for traceserver");
     return 1;
   }
   for (auto it = tracing.begin(), end = tracing.end(); it != end; ++it) {
     std::string_view node = it.key();
     if (!nodes.get(node).isDictionary() && node != "*") {
-      support::error("F48", kit::config::locateKey(it), "", "Traceserver transport for unknown node '", node, "' found'");
+      support::error(support::rules::F48, kit::config::locateKey(it), "", "Traceserver transport for unknown node '", node, "' found'");
       return 1;
     }
     if (!it.value().isDictionary()) {
-      support::error("F49", kit::config::locate(it.value()), "", "Traceserver transport for node '", node, "' is bad'");
+      support::error(support::rules::F49, kit::config::locate(it.value()), "", "Traceserver transport for node '", node, "' is bad'");
       return 1;
     }
   }

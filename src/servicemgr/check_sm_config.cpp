@@ -6,7 +6,7 @@
 namespace servicemgr {
 
 int checkSMconfig(const char* path, const kit::config::Value& root) {
-  if (!root.isDictionary()) return support::noDictionary(path, "checkSMconfig", kit::config::locate(root));
+  if (!root.isDictionary()) return support::noDictionary(support::rules::S1, path, "checkSMconfig", kit::config::locate(root));
   const kit::config::Dictionary* top = &root;
   // Both lists are checked whatever the first one gave.
   int result = commands::checkCommandList(top->get("startup"), "startup", "SM", *top);

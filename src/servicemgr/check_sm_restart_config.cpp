@@ -43,19 +43,19 @@ int checkRestartPolicy(const Value& policy, std::string_view name) {
     }
     if (key == "restart_cnt" || key == "restart_cnt_reset_time") {
       if (isCount(value)) continue;
-      support::error(key == "restart_cnt" ? "R5" : "R6", locate(value), kAsk, "SMRestart: (", name, ") '", key,
+      support::error(key == "restart_cnt" ? support::rules::R5 : support::rules::R6, locate(value), kAsk, "SMRestart: (", name, ") '", key,
                      "' value invalid or less than 0");
     } else if (key == "on_restart_failed") {
       std::string text;
       if (value.getString(text) != 0 || text == "ignore" || text == "reset") continue;
-      support::error("R7", locate(value), kAsk, "SMRestart: (", name, ") 'on_restart_failed' has illegal value '", text,
+      support::error(support::rules::R7, locate(value), kAsk, "SMRestart: (", name, ") 'on_restart_failed' has illegal value '", text,
                      "'");
     } else if (key == "enabled") {
       bool enabled = false;
       if (value.getBool(enabled) == 0) continue;
-      support::error("R8", locate(value), kAsk, "SMRestart: (", name, ") 'enabled' value is not a boolean");
+      support::error(support::rules::R8, locate(value), kAsk, "SMRestart: (", name, ") 'enabled' value is not a boolean");
     } else {
-      support::error("R9", locateKey(it), kAsk, "SMRestart: (", name, ") undefined entry '", key, "'");
+      support::error(support::rules::R9, locateKey(it), kAsk, "SMRestart: (", name, ") undefined entry '", key, "'");
     }
     result = 1;
   }
@@ -63,7 +63,7 @@ int checkRestartPolicy(const Value& policy, std::string_view name) {
 }
 
 int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
-  if (!root.isDictionary()) return support::noDictionary(path, "checkSMRestartconfig", kit::config::locate(root));
+  if (!root.isDictionary()) return support::noDictionary(support::rules::R1, path, "checkSMRestartconfig", kit::config::locate(root));
   const kit::config::Dictionary* top = &root;
   int result = 0;
   for (auto it = top->begin(), end = top->end(); it != end; ++it) {
@@ -72,7 +72,7 @@ int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
     if (key == "abort_on_reset") {
       bool abort = false;
       if (value.getBool(abort) != 0) {
-        support::error("R2", locate(value), kAsk, "SMRestart: entry 'abort_on_reset' is not a boolean value");
+        support::error(support::rules::R2, locate(value), kAsk, "SMRestart: entry 'abort_on_reset' is not a boolean value");
         result = 1;
       }
     } else if (key == "__default__") {
@@ -81,14 +81,14 @@ int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
         if (kind == "process" || kind == "application") {
           result |= checkRestartPolicy(d.value(), "__default__/" + std::string(kind));
         } else {
-          support::error("R3", locateKey(d), kAsk, "SMRestart: undefine entry '", kind, "' in __default__ block");
+          support::error(support::rules::R3, locateKey(d), kAsk, "SMRestart: undefine entry '", kind, "' in __default__ block");
           result = 1;
         }
       }
     } else if (framework::ProcessNames.contains(key) || framework::ApplicationNames.contains(key)) {
       result |= checkRestartPolicy(value, key);
     } else {
-      support::error("R4", locateKey(it), kAsk, "SMRestart: '", key, "' is not a configured process or application name");
+      support::error(support::rules::R4, locateKey(it), kAsk, "SMRestart: '", key, "' is not a configured process or application name");
       result = 1;
     }
   }

@@ -107,7 +107,7 @@ void fileDone(bool ok, int64_t ms, const char* reason, const kit::config::ParseF
   }
   if (gathers(s.format)) s.doc.files.push_back(driver::FileRecord{s.file, ok, ms, reason != nullptr ? reason : "", false});
   if (ok) return;
-  Finding f = finding("P1", fault.at, "", reason != nullptr ? reason : "");
+  Finding f = finding(support::rules::P1, fault.at, "", reason != nullptr ? reason : "");
   if (fault.bracket != 0) f.related.push_back(Related{f.file, fault.open, std::string("the '") + fault.bracket + "' left open"});
   report(std::move(f));
 }

@@ -11,12 +11,12 @@
 
 #include "platform/kit_config.h"
 #include "support/name_set.h"
+#include "support/rules.h"
 
 namespace support {
 
 using kit::config::Location;
 
-enum class Severity : uint8_t { Error, Info };
 enum class Format : uint8_t { Text, Gnu, Json, Sarif, Github, Junit, Gitlab };
 
 struct Related {
@@ -26,7 +26,7 @@ struct Related {
 };
 
 struct Finding {
-  std::string_view rule;  // an ID of docs/rules.md
+  std::string_view rule;  // the ID of a rule of rules.h
   Severity severity = Severity::Error;
   std::string file;
   Location at;
@@ -66,9 +66,10 @@ inline void append(std::string& out, int32_t value) { out.append(std::to_string(
 inline void append(std::string& out, uint32_t value) { out.append(std::to_string(value)); }
 
 template <typename... Parts>
-Finding finding(std::string_view rule, Location at, std::string_view mark, const Parts&... parts) {
+Finding finding(const Rule& rule, Location at, std::string_view mark, const Parts&... parts) {
   Finding f;
-  f.rule = rule;
+  f.rule = rule.id;
+  f.severity = rule.severity;
   f.file = currentFile();
   f.at = at;
   f.mark = mark;
@@ -77,21 +78,19 @@ Finding finding(std::string_view rule, Location at, std::string_view mark, const
 }
 
 template <typename... Parts>
-void error(std::string_view rule, Location at, std::string_view mark, const Parts&... parts) {
+void error(const Rule& rule, Location at, std::string_view mark, const Parts&... parts) {
   report(finding(rule, at, mark, parts...));
 }
 
 // Information: what --verbose shows as sound.
 template <typename... Parts>
-void info(std::string_view rule, Location at, std::string_view mark, const Parts&... parts) {
-  Finding f = finding(rule, at, mark, parts...);
-  f.severity = Severity::Info;
-  report(std::move(f));
+void info(const Rule& rule, Location at, std::string_view mark, const Parts&... parts) {
+  report(finding(rule, at, mark, parts...));
 }
 
 // A name or value defined again at `at`; `first` is where it was defined first.
 template <typename... Parts>
-void duplicate(std::string_view rule, Location at, Location first, std::string_view mark, const Parts&... parts) {
+void duplicate(const Rule& rule, Location at, Location first, std::string_view mark, const Parts&... parts) {
   Finding f = finding(rule, at, mark, parts...);
   if (first.line != 0) f.related.push_back(Related{f.file, first, "first defined here"});
   report(std::move(f));

@@ -17,7 +17,7 @@ using support::kAsk;
 
 int checkLauncherConfig(const Value& launcher) {
   if (!launcher.isDictionary()) {
-    support::error("U14", locate(launcher), "[checkUVKStartup]: ", "launcher-configuration is not a dictionary");
+    support::error(support::rules::U14, locate(launcher), "[checkUVKStartup]: ", "launcher-configuration is not a dictionary");
     return 1;
   }
   support::NameSet domains;
@@ -28,13 +28,13 @@ int checkLauncherConfig(const Value& launcher) {
     Value settings = it.value();
     bool repeated = !domains.insert(name);
     if (repeated) {
-      support::duplicate("U15", locateKey(it), places.of(name), kAsk, "UVK::launcher: '", name,
+      support::duplicate(support::rules::U15, locateKey(it), places.of(name), kAsk, "UVK::launcher: '", name,
                          "' is defined more than once");
     } else {
       places.note(name, [&] { return locateKey(it); });
     }
     if (!settings.isDictionary()) {
-      support::error("U16", locate(settings), kAsk, "UVK::launcher: '", name, "' is not a dictionary");
+      support::error(support::rules::U16, locate(settings), kAsk, "UVK::launcher: '", name, "' is not a dictionary");
       result = 1;
     } else if (repeated) {
       result = 1;
@@ -62,10 +62,10 @@ int checkLauncherDomain(const Value& settings, std::string_view domain) {
     if (key == "launcher") {
       std::string application;
       if (value.getString(application) != 0) {
-        support::error("U17", locate(value), kAsk, "UVK::launcher: launcher for '", key, "' is not a string for '", domain,
+        support::error(support::rules::U17, locate(value), kAsk, "UVK::launcher: launcher for '", key, "' is not a string for '", domain,
                        "'");
       } else if (!framework::ApplicationNames.contains(application)) {
-        support::error("U18", locate(value), kAsk, "UVK::launcher: launcher application '", application, "' for domain '",
+        support::error(support::rules::U18, locate(value), kAsk, "UVK::launcher: launcher application '", application, "' for domain '",
                        domain, "' is not a configured application");
       } else {
         continue;
@@ -73,15 +73,15 @@ int checkLauncherDomain(const Value& settings, std::string_view domain) {
     } else if (key == "always_ack") {
       bool ack = false;
       if (value.getBool(ack) == 0) continue;
-      support::error("U19", locate(value), kAsk, "UVK::launcher: illegal value for pameter 'always_ack' for domain '", domain,
+      support::error(support::rules::U19, locate(value), kAsk, "UVK::launcher: illegal value for pameter 'always_ack' for domain '", domain,
                      "'");
     } else if (key == "domain_request_timeout") {
       int32_t timeout = -1;
       if (value.getInt(timeout) == 0 && timeout > 0) continue;
-      support::error("U20", locate(value), kAsk, "UVK: '", key, "' is not an integer value or less or equal than 0 in domain '",
+      support::error(support::rules::U20, locate(value), kAsk, "UVK: '", key, "' is not an integer value or less or equal than 0 in domain '",
                      domain, "'");
     } else {
-      support::error("U21", locateKey(it), kAsk, "UVK: '", key, "' is an undefined entry in domain '", domain, "'");
+      support::error(support::rules::U21, locateKey(it), kAsk, "UVK: '", key, "' is an undefined entry in domain '", domain, "'");
     }
     result = 1;
   }

@@ -18,10 +18,10 @@ int checkRestartParam(const kit::config::Value& params, std::string_view domain)
     if (key == "restart_cnt" || key == "restart_cnt_reset_time") {
       int32_t count = 0;
       if (value.getInt(count) != 0) {
-        support::error("U23", locate(value), kAsk, "UVK: restart parameter '", key, "' has a non-integer value for '",
+        support::error(support::rules::U23, locate(value), kAsk, "UVK: restart parameter '", key, "' has a non-integer value for '",
                        domain, "'");
       } else if (count < 0) {
-        support::error("U24", locate(value), kAsk, "UVK: restart parameter '", key, "' has a negative value for '",
+        support::error(support::rules::U24, locate(value), kAsk, "UVK: restart parameter '", key, "' has a negative value for '",
                        domain, "'");
       } else {
         continue;
@@ -29,16 +29,16 @@ int checkRestartParam(const kit::config::Value& params, std::string_view domain)
     } else if (key == "on_restart_failed") {
       std::string action;
       if (value.getString(action) != 0) {
-        support::error("U25", locate(value), kAsk, "UVK: restart parameter 'on_restart_failed' has a non-string value for '",
+        support::error(support::rules::U25, locate(value), kAsk, "UVK: restart parameter 'on_restart_failed' has a non-string value for '",
                        domain, "'");
       } else if (action != "ignore" && action != "reset") {
-        support::error("U26", locate(value), kAsk, "UVK: value '", action,
+        support::error(support::rules::U26, locate(value), kAsk, "UVK: value '", action,
                        "' is undefined as restart parameter 'on_restart_failed' for '", domain, "'");
       } else {
         continue;
       }
     } else {
-      support::error("U27", kit::config::locateKey(it), kAsk, "UVK: '", key, "' is an undefined restart parameter in domain '",
+      support::error(support::rules::U27, kit::config::locateKey(it), kAsk, "UVK: '", key, "' is an undefined restart parameter in domain '",
                      domain, "'");
     }
     result = 1;

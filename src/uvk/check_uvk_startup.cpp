@@ -88,9 +88,9 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::Systracker: {
       std::string filename;
       if (!value.isDictionary()) {
-        support::error("U7", at, kAsk, "UVK: item 'systracker' is not a dictionary");
+        support::error(support::rules::U7, at, kAsk, "UVK: item 'systracker' is not a dictionary");
       } else if (value.get("filename").getString(filename) != 0) {
-        support::error("U8", support::locateOr(value.get("filename"), value), kAsk,
+        support::error(support::rules::U8, support::locateOr(value.get("filename"), value), kAsk,
                        "UVK: missing entry 'filename' in item 'systracker'");
       } else {
         return 0;
@@ -100,9 +100,9 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::StartupMode: {
       std::string mode;
       if (value.getString(mode) != 0) {
-        support::error("U5", at, kAsk, "UVK: item '", item, "' is not a string");
+        support::error(support::rules::U5, at, kAsk, "UVK: item '", item, "' is not a string");
       } else if (!isStartupMode(mode)) {
-        support::error("U6", at, kAsk, "UVK: item '", item, "' contains an undefined value '", mode, "'");
+        support::error(support::rules::U6, at, kAsk, "UVK: item '", item, "' contains an undefined value '", mode, "'");
       } else {
         return 0;
       }
@@ -112,25 +112,25 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::Boolean: {
       bool flag = false;
       if (value.getBool(flag) == 0) return 0;
-      support::error("U9", at, kAsk, "UVK: item '", item,
+      support::error(support::rules::U9, at, kAsk, "UVK: item '", item,
                      entry.rule == Rule::Bool ? "' is not a bool value" : "' is not a boolean value");
       return 1;
     }
     case Rule::Version:
       number = -1;
       if (value.getInt(number) == 0 && number >= 0) return 0;
-      support::error("U4", at, kAsk, "UVK: item '", item, "' missing or less than 0");
+      support::error(support::rules::U4, at, kAsk, "UVK: item '", item, "' missing or less than 0");
       return 1;
     case Rule::Positive:
       number = -1;
       if (value.getInt(number) == 0 && number > 0) return 0;
-      support::error("U10", at, kAsk, "UVK: item '", item, "' is not an integer value or less or equal than 0");
+      support::error(support::rules::U10, at, kAsk, "UVK: item '", item, "' is not an integer value or less or equal than 0");
       return 1;
     case Rule::NotNegative:
       if (value.getInt(number) != 0) {
-        support::error("U11", at, kAsk, "UVK: item '", item, "' is not an integer value");
+        support::error(support::rules::U11, at, kAsk, "UVK: item '", item, "' is not an integer value");
       } else if (number < 0) {
-        support::error("U12", at, kAsk, "UVK: item '", item, "' is a negative value");
+        support::error(support::rules::U12, at, kAsk, "UVK: item '", item, "' is a negative value");
       } else {
         return 0;
       }
@@ -142,14 +142,14 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
 }  // namespace
 
 int checkUVKStartup(const char* path, const kit::config::Value& root) {
-  if (!root.isDictionary()) return support::noDictionary(path, "checkUVKStartup", kit::config::locate(root));
+  if (!root.isDictionary()) return support::noDictionary(support::rules::U1, path, "checkUVKStartup", kit::config::locate(root));
   const kit::config::Dictionary* top = &root;
   std::array<bool, std::size(kTopEntries)> seen{};
   int result = 0;
   for (auto it = top->begin(); it != top->end(); ++it) {
     const TopEntry* entry = findTopEntry(it.key());
     if (entry == nullptr) {
-      support::error("U3", kit::config::locateKey(it), "[checkUVKStartup]: ", "undefined entry '", it.key(), "' found");
+      support::error(support::rules::U3, kit::config::locateKey(it), "[checkUVKStartup]: ", "undefined entry '", it.key(), "' found");
       result = 1;
       continue;
     }
@@ -159,7 +159,7 @@ int checkUVKStartup(const char* path, const kit::config::Value& root) {
   }
   for (std::size_t i = 0; i < std::size(kTopEntries); ++i) {
     if (!kTopEntries[i].required || seen[i]) continue;
-    support::error("U2", locate(*top), "[checkUVKStartup]: ", "entry '", kTopEntries[i].key, "' is missing");
+    support::error(support::rules::U2, locate(*top), "[checkUVKStartup]: ", "entry '", kTopEntries[i].key, "' is missing");
     result = 1;
   }
   return result;

@@ -42,6 +42,6 @@ TEST(Fingerprint, FollowsTheNamesNotTheLine) {
 }
 
 TEST(RuleHelp, SummaryIsTheFirstParagraphOrTheTitle) {
-  EXPECT_EQ(ruleSummary(*findRule("F2")), "Without it nothing else of the file is checked.");
-  EXPECT_EQ(ruleSummary(*findRule("f1")), "The top level is an object");
+  EXPECT_EQ(ruleSummary(*support::findRule("F2")), "Without it nothing else of the file is checked.");
+  EXPECT_EQ(ruleSummary(*support::findRule("f1")), "The top level is an object");
 }

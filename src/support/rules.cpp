@@ -1,0 +1,147 @@
+#include "support/rules.h"
+
+#include <cctype>
+
+namespace support {
+
+namespace {
+
+constexpr const Rule* kAll[] = {
+    &rules::F1,
+    &rules::F2,
+    &rules::F3,
+    &rules::F4,
+    &rules::F5,
+    &rules::F6,
+    &rules::F7,
+    &rules::F8,
+    &rules::F9,
+    &rules::F10,
+    &rules::F11,
+    &rules::F12,
+    &rules::F13,
+    &rules::F14,
+    &rules::F15,
+    &rules::F16,
+    &rules::F17,
+    &rules::F18,
+    &rules::F19,
+    &rules::F20,
+    &rules::F21,
+    &rules::F22,
+    &rules::F23,
+    &rules::F24,
+    &rules::F25,
+    &rules::F26,
+    &rules::F27,
+    &rules::F28,
+    &rules::F29,
+    &rules::F30,
+    &rules::F31,
+    &rules::F32,
+    &rules::F33,
+    &rules::F34,
+    &rules::F35,
+    &rules::F36,
+    &rules::F37,
+    &rules::F38,
+    &rules::F39,
+    &rules::F40,
+    &rules::F41,
+    &rules::F42,
+    &rules::F43,
+    &rules::F44,
+    &rules::F45,
+    &rules::F46,
+    &rules::F47,
+    &rules::F48,
+    &rules::F49,
+    &rules::F50,
+    &rules::S1,
+    &rules::S2,
+    &rules::S3,
+    &rules::S4,
+    &rules::S5,
+    &rules::S6,
+    &rules::S7,
+    &rules::S8,
+    &rules::S9,
+    &rules::S10,
+    &rules::S11,
+    &rules::S12,
+    &rules::S13,
+    &rules::S14,
+    &rules::S15,
+    &rules::S16,
+    &rules::S17,
+    &rules::S18,
+    &rules::S19,
+    &rules::S20,
+    &rules::S21,
+    &rules::S22,
+    &rules::S23,
+    &rules::R1,
+    &rules::R2,
+    &rules::R3,
+    &rules::R4,
+    &rules::R5,
+    &rules::R6,
+    &rules::R7,
+    &rules::R8,
+    &rules::R9,
+    &rules::R10,
+    &rules::U1,
+    &rules::U2,
+    &rules::U3,
+    &rules::U4,
+    &rules::U5,
+    &rules::U6,
+    &rules::U7,
+    &rules::U8,
+    &rules::U9,
+    &rules::U10,
+    &rules::U11,
+    &rules::U12,
+    &rules::U13,
+    &rules::U14,
+    &rules::U15,
+    &rules::U16,
+    &rules::U17,
+    &rules::U18,
+    &rules::U19,
+    &rules::U20,
+    &rules::U21,
+    &rules::U22,
+    &rules::U23,
+    &rules::U24,
+    &rules::U25,
+    &rules::U26,
+    &rules::U27,
+    &rules::P1,
+    &rules::P2,
+    &rules::D1,
+    &rules::T1,
+    &rules::T2,
+    &rules::K1,
+    &rules::K2,
+    &rules::K3,
+    &rules::K4,
+};
+
+}  // namespace
+
+std::span<const Rule* const> allRules() { return kAll; }
+
+const Rule* findRule(std::string_view id) {
+  auto same = [&](std::string_view known) {
+    if (known.size() != id.size()) return false;
+    for (std::size_t k = 0; k < id.size(); ++k)
+      if (std::toupper(static_cast<unsigned char>(id[k])) != known[k]) return false;
+    return true;
+  };
+  for (const Rule* rule : kAll)
+    if (same(rule->id)) return rule;
+  return nullptr;
+}
+
+}  // namespace support
