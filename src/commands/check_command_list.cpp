@@ -5,6 +5,7 @@
 
 #include "framework/fw_state.h"
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace commands {
 
@@ -112,6 +113,8 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
                    cmd, "' at line ", number);
     return 1;
   }
+  if (support::SymbolIndex* index = support::symbols(); index != nullptr && command->app != AppIn::NoApp)
+    index->use(command->app == AppIn::Processes ? support::UseKind::Process : support::UseKind::Application, members.app);
   if (command->app == AppIn::Processes && !framework::ProcessNames.contains(app)) {
     report.forCmd(support::rules::S6, locate(members.app), "'" + std::string(app) + "' is an undefined process", cmd);
   } else if (command->app == AppIn::Applications && !framework::ApplicationNames.contains(app)) {

@@ -16,6 +16,7 @@
 #include "platform/plat.h"
 #include "platform/tbx.h"
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace driver {
 
@@ -145,6 +146,8 @@ int run(int argc, const char* const* argv) {
   support::setFormat(options.format);
   // Only the formats that show positions pay for them.
   kit::config::setPositionsWanted(options.format != support::Format::Text);
+  // Symbols stand at their names.
+  if (support::symbols() != nullptr) kit::config::setPositionsWanted(true);
 
   std::vector<std::string> files, unreadable;
   const std::size_t inputs = options.fault.empty() ? options.inputs.size() : options.inputsBeforeFault;
@@ -170,6 +173,7 @@ int run(int argc, const char* const* argv) {
   if (!failed) failed = runContentChecks(known, options);
   else if (!unreadable.empty() || !unparsed.empty()) noteNoneChecked(known, whyNoneChecked(unreadable, unparsed));
   failed |= twice;
+  if (support::SymbolIndex* index = support::symbols()) index->resolve();
 
   const int status = failed ? 1 : 0;
   support::finish(status);

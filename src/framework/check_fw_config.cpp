@@ -6,6 +6,7 @@
 #include "framework/node_index.h"
 #include "support/no_dictionary.h"
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace framework {
 
@@ -45,6 +46,7 @@ int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose
   if (Verbose) support::textLine("--------------------- Nodes -------------------------");
   for (auto it = nodes.begin(), end = nodes.end(); it != end; ++it) {
     std::string_view name = it.key();
+    if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::Node, name, kit::config::locateKey(it));
     if (!NodeNames.insert(name)) {
       support::duplicate(support::rules::F4, kit::config::locateKey(it), FirstPlaces.nodes.of(name), kTag, "node name ", name,
                          " is defined more than once");

@@ -7,6 +7,7 @@
 #include "framework/check_trace_server.h"
 #include "framework/fw_state.h"
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace framework {
 
@@ -56,6 +57,7 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
     support::error(support::rules::F14, locateOr(nameValue, entry), "?", "process ", index, " has no 'name' definition");
     error = true;
   }
+  if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::Process, nameValue);
   if (!ProcessNames.insert(name)) {
     support::duplicate(support::rules::F15, locateOr(nameValue, entry), FirstPlaces.processes.of(name), "?", "process name '", name,
                        "' is defined more than once at ");
@@ -69,6 +71,7 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
     support::error(support::rules::F16, locateOr(nodeValue, entry), "?", "process '", name, "' has no 'node' definition");
     error = true;
   }
+  if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::Node, nodeValue);
   if (!nodes.get(node).isDictionary()) {
     support::error(support::rules::F17, locateOr(nodeValue, entry), "?", "node '", node, "' for process '", name,
                    "' is not defined in the 'nodes' dictionary");

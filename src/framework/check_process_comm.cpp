@@ -5,6 +5,7 @@
 
 #include "framework/fw_state.h"
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace framework {
 
@@ -150,6 +151,7 @@ int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& node
   }
   // Only the keys of "comm" that name nodes are visited, in the order of
   // "nodes" and once per occurrence of the node there.
+  if (support::SymbolIndex* index = support::symbols()) index->useNodeKeys(comm);
   std::vector<uint32_t> positions;
   positionsOfKeys(nodeIndex, comm, positions);
   CommState state;

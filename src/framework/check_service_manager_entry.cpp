@@ -5,6 +5,7 @@
 #include "framework/fw_state.h"
 #include "platform/plat.h"
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace framework {
 
@@ -27,6 +28,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
     support::error(support::rules::F40, locateOr(nameValue, bundle), kAsk, "SMGT: bundle[", index, "] has no 'name'");
     return true;
   }
+  if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::Bundle, nameValue);
   if (!ApplicationNames.insert(name)) {
     support::duplicate(support::rules::F41, locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: bundle[", name,
                        "] name '", name, "' is defined more than once");
@@ -52,6 +54,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
   std::string_view app;
   for (uint32_t j = 0; j < apps.size(); ++j) {
     Value appValue = apps.at(j);
+    if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::BundleApp, appValue);
     if (appValue.getString(app) != 0) {
       support::error(support::rules::F45, locate(appValue), kAsk, "SMGT: bundle[", name, "]:apps[", j, "] is no string");
       error = true;
@@ -74,6 +77,7 @@ bool checkSingleApp(const Value& sm) {
     support::error(support::rules::F36, locateOr(nameValue, sm), kAsk, "SMGT: singleapp has no name");
     return true;
   }
+  if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::SingleApp, nameValue);
   if (!ApplicationNames.insert(name)) {
     support::duplicate(support::rules::F37, locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: singleapp name '",
                        name, "' defined more than once");

@@ -1,6 +1,7 @@
 #include "framework/check_trace_server.h"
 
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace framework {
 
@@ -10,6 +11,7 @@ int checkTraceServer(const kit::config::Dictionary& nodes, const kit::config::Va
     support::error(support::rules::F47, support::locateOr(tracing, entry), "", "Missing Transport settings for traceserver");
     return 1;
   }
+  if (support::SymbolIndex* index = support::symbols()) index->useNodeKeys(tracing);
   for (auto it = tracing.begin(), end = tracing.end(); it != end; ++it) {
     std::string_view node = it.key();
     if (!nodes.get(node).isDictionary() && node != "*") {

@@ -7,6 +7,7 @@
 #include "framework/fw_state.h"
 #include "support/no_dictionary.h"
 #include "support/report.h"
+#include "support/symbols.h"
 
 namespace servicemgr {
 
@@ -86,8 +87,10 @@ int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
         }
       }
     } else if (framework::ProcessNames.contains(key) || framework::ApplicationNames.contains(key)) {
+      if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::ProcessOrApplication, key, locateKey(it));
       result |= checkRestartPolicy(value, key);
     } else {
+      if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::ProcessOrApplication, key, locateKey(it));
       support::error(support::rules::R4, locateKey(it), kAsk, "SMRestart: '", key, "' is not a configured process or application name");
       result = 1;
     }

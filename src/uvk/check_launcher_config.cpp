@@ -5,6 +5,7 @@
 #include "commands/check_command_list.h"
 #include "framework/fw_state.h"
 #include "support/report.h"
+#include "support/symbols.h"
 #include "support/name_set.h"
 #include "uvk/check_restart_param.h"
 
@@ -60,6 +61,7 @@ int checkLauncherDomain(const Value& settings, std::string_view domain) {
       continue;
     }
     if (key == "launcher") {
+      if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::Application, value);
       std::string application;
       if (value.getString(application) != 0) {
         support::error(support::rules::U17, locate(value), kAsk, "UVK::launcher: launcher for '", key, "' is not a string for '", domain,
