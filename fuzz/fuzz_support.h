@@ -20,8 +20,8 @@ namespace fuzzing {
 
 using driver::kKnownFileNames;
 
-// A place must stand on a character of its file, or just past a line's end;
-// columns count code points.
+// A place must stand on a character of its file, or just past a line's end,
+// and end after its start, on its line; columns count code points.
 inline void checkPlace(const std::string& file, kit::config::Location at) {
   if (at.line == 0) return;
   const std::string text = readFile(file);
@@ -34,6 +34,8 @@ inline void checkPlace(const std::string& file, kit::config::Location at) {
   for (std::size_t i = start; i < text.size() && text[i] != '\n'; ++i)
     if ((static_cast<unsigned char>(text[i]) & 0xc0) != 0x80) ++column;
   if (at.column < 1 || at.column > column) std::abort();
+  if (at.endColumn <= at.column || at.endColumn > column + 1) std::abort();
+  if (at.utf16 < at.column || at.endUtf16 - at.utf16 < at.endColumn - at.column) std::abort();
 }
 
 inline void checkPlaces(const support::Finding& f) {

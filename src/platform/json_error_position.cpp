@@ -155,26 +155,14 @@ std::string printable(std::string_view text, std::size_t maxLen) {
   return out;
 }
 
-// Lines and columns count from 1 (see Location).
-Location position(const char* text, std::size_t offset) {
-  std::size_t line = 1;
-  std::size_t lineStart = 0;
-  for (const char* q = text; (q = static_cast<const char*>(std::memchr(q, '\n', text + offset - q))) != nullptr; ++q) {
-    ++line;
-    lineStart = static_cast<std::size_t>(q - text) + 1;
-  }
-  Location at{static_cast<uint32_t>(std::min<std::size_t>(line, UINT32_MAX)), 1, 1};
-  advance(at, text + lineStart, text + offset, text + offset);
-  return at;
-}
-
 std::string lineAndColumn(Location at) {
   return "line " + std::to_string(at.line) + ", column " + std::to_string(at.column);
 }
 
-JsonError placed(const char* text, std::size_t offset, const std::string& what) {
+// `end`: past the offending token; 0 when only its start is known.
+JsonError placed(const char* text, std::size_t len, std::size_t offset, std::size_t end, const std::string& what) {
   JsonError e;
-  e.place.at = position(text, offset);
+  e.place.at = place(text, len, offset, end);
   e.reason = lineAndColumn(e.place.at) + ": " + what;
   return e;
 }
@@ -184,6 +172,7 @@ struct Fault {
   std::size_t offset = 0;
   std::string what;
   std::size_t open = SIZE_MAX;  // the bracket a text that ends too early leaves open
+  std::size_t end = 0;          // past the offending token, when known
 };
 
 // A file that is not UTF-8 shows it in its first bytes: a byte order mark,
@@ -236,7 +225,9 @@ struct Scan {
   bool inObject() const { return !opened.empty() && text[opened.back()] == '{'; }
 };
 
-Fault at(std::size_t offset, std::string what) { return Fault{true, offset, std::move(what)}; }
+Fault at(std::size_t offset, std::string what, std::size_t end = 0) {
+  return Fault{true, offset, std::move(what), SIZE_MAX, end};
+}
 
 // The bytes of the broken UTF-8 sequence that ends at `at`.
 Fault badUtf8(const Scan& s) {
@@ -249,7 +240,7 @@ Fault badUtf8(const Scan& s) {
     if (!bytes.empty()) bytes += ' ';
     bytes += hexByte(static_cast<unsigned char>(s.text[i]));
   }
-  return at(start, std::string(end - start > 1 ? "invalid UTF-8: bytes " : "invalid UTF-8: byte ") + bytes);
+  return at(start, std::string(end - start > 1 ? "invalid UTF-8: bytes " : "invalid UTF-8: byte ") + bytes, end);
 }
 
 Fault controlInString(const Scan& s) {
@@ -277,19 +268,20 @@ Fault word(const Scan& s, std::size_t start) {
   std::size_t end = start + w.size();
   std::string lower;
   for (char c : w) lower += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-  if (s.context == "object key") return at(start, "unquoted key '" + printable(w, 40) + "': keys take double quotes");
+  if (s.context == "object key") return at(start, "unquoted key '" + printable(w, 40) + "': keys take double quotes", end);
   bool sign = start > 0 && (s.text[start - 1] == '-' || s.text[start - 1] == '+');
   if (lower == "nan" || lower == "infinity" || lower == "inf") {
     if (sign) --start;
     return at(start, "'" + printable(std::string_view(s.text + start, end - start), 40) +
-                         "' is not a JSON number: JSON has no NaN or Infinity");
+                         "' is not a JSON number: JSON has no NaN or Infinity",
+              end);
   }
   const char* meant = lower == "true" ? "true" : lower == "false" ? "false"
                     : lower == "none" || lower == "null" || lower == "nil" || lower == "undefined" ? "null" : nullptr;
   for (const char* literal : {"true", "false", "null"})
     if (meant == nullptr && std::string_view(literal).substr(0, lower.size()) == lower) meant = literal;
-  if (meant != nullptr && w != meant) return at(start, "'" + printable(w, 40) + "' is not JSON: write " + meant);
-  return at(start, "unquoted text '" + printable(w, 40) + "': strings take double quotes");
+  if (meant != nullptr && w != meant) return at(start, "'" + printable(w, 40) + "' is not JSON: write " + meant, end);
+  return at(start, "unquoted text '" + printable(w, 40) + "': strings take double quotes", end);
 }
 
 // Two scalars side by side lack the comma between them; a bracket after a
@@ -329,14 +321,16 @@ Fault badCharacter(const Scan& s) {
   while (start > 0 && std::isalpha(s.byte(start - 1))) --start;
   if (std::isdigit(s.byte(start - 1))) {
     std::string w = printable(std::string_view(s.text + start, 1), 4);
-    if (s.byte(start - 1) == '0' && (c == 'x' || c == 'X')) return at(start - 1, "hexadecimal number: JSON numbers are decimal");
+    if (s.byte(start - 1) == '0' && (c == 'x' || c == 'X'))
+      return at(start - 1, "hexadecimal number: JSON numbers are decimal", start + wordAt(s, start).size());
     return at(start, "'" + w + "' right after a number");
   }
   if (std::isalpha(s.byte(start))) {
     bool afterValue = s.expected == "'}'" || s.expected == "']'";
     Fault f = word(s, start);
     if (afterValue && f.what.rfind("unquoted", 0) == 0)
-      return at(start, "unexpected text '" + printable(wordAt(s, start), 40) + "': expected " + ourExpectation(s));
+      return at(start, "unexpected text '" + printable(wordAt(s, start), 40) + "': expected " + ourExpectation(s),
+                start + wordAt(s, start).size());
     return f;
   }
   return at(s.at, "unexpected character '" + printable(std::string_view(s.text + s.at, 1), 4) + "'");
@@ -358,7 +352,7 @@ Fault badToken(const Scan& s) {
       // placed where more text was expected; the bracket goes along as data
       std::size_t open = s.opened.back();
       Fault f = at(s.len, std::string("the file ends before the '") + s.text[open] + "' of " +
-                              lineAndColumn(position(s.text, open)) + " is closed");
+                              lineAndColumn(place(s.text, s.len, open, open + 1)) + " is closed");
       f.open = open;
       return f;
     }
@@ -371,7 +365,7 @@ Fault badToken(const Scan& s) {
     std::size_t start = s.byte(s.at - 2) == '-' ? s.at - 2 : s.at - 1;
     std::size_t end = s.at;
     while (std::isdigit(s.byte(end))) ++end;
-    return at(start, "leading zero in the number " + std::string(s.text + start, end - start));
+    return at(start, "leading zero in the number " + std::string(s.text + start, end - start), end);
   }
   if (s.context == "object key" && c != '"') {
     if (Scan::wordChar(c) || c == '-') return word(s, s.at);
@@ -401,15 +395,16 @@ Fault classify(const Scan& s) {
         break;
       }
     }
-    return at(quote, "string never closed: the file ends before its closing quote");
+    return at(quote, "string never closed: the file ends before its closing quote", s.len);
   }
   if (d.rfind("invalid string: control character", 0) == 0) return controlInString(s);
   if (d == "invalid string: ill-formed UTF-8 byte") return badUtf8(s);
   if (d == "invalid string: forbidden character after backslash") {
     int c = s.byte(s.at);
     if (c < 0) return at(s.at - 1, "backslash at the end of the file");
-    if (c > 0x20 && c < 0x7f) return at(s.at - 1, std::string("unknown escape '\\") + static_cast<char>(c) + "' in a string");
-    return at(s.at - 1, "backslash before byte " + hexByte(static_cast<unsigned char>(c)) + " in a string");
+    if (c > 0x20 && c < 0x7f)
+      return at(s.at - 1, std::string("unknown escape '\\") + static_cast<char>(c) + "' in a string", s.at + 1);
+    return at(s.at - 1, "backslash before byte " + hexByte(static_cast<unsigned char>(c)) + " in a string", s.at + 1);
   }
   if (d.rfind("invalid BOM", 0) == 0) return at(0, "broken byte order mark: a UTF-8 one is EF BB BF");
   if (d.rfind("invalid string: '\\u'", 0) == 0) return at(s.at, "'\\u' in a string needs four hex digits");
@@ -473,7 +468,10 @@ Fault locate(const char* text, std::size_t len, std::size_t maxDepth, bool cut) 
   fault.offset = static_cast<std::size_t>(furthest - text);
   if (!sax.token.empty()) {
     std::size_t start = std::string_view(text, fault.offset).rfind(sax.token);
-    if (start != std::string_view::npos) fault.offset = start;
+    if (start != std::string_view::npos) {
+      fault.offset = start;
+      fault.end = start + sax.token.size();
+    }
     fault.what = sax.problem + ": " + printable(sax.token, 40);
     return fault;
   }
@@ -487,20 +485,20 @@ Fault locate(const char* text, std::size_t len, std::size_t maxDepth, bool cut) 
 
 JsonError describeJsonError(const char* text, std::size_t len, std::size_t maxDepth) {
   std::string encoding = otherEncoding(reinterpret_cast<const unsigned char*>(text), len);
-  if (!encoding.empty()) return placed(text, 0, encoding);
+  if (!encoding.empty()) return placed(text, len, 0, 0, encoding);
   // The reader skips one mark before the text; the event parser would skip this one too.
   if (len >= 3 && std::memcmp(text, "\xEF\xBB\xBF", 3) == 0)
-    return placed(text, 0, "second byte-order mark: a file may start with one only");
+    return placed(text, len, 0, 3, "second byte-order mark: a file may start with one only");
   // nlohmann takes a NUL byte for the end of the input, so it is shown only
   // what comes before the first one; a fault found no earlier is the NUL itself.
   const void* nul = std::memchr(text, '\0', len);
   if (nul != nullptr) len = static_cast<std::size_t>(static_cast<const char*>(nul) - text);
   Fault fault = locate(text, len, maxDepth, nul != nullptr);
-  if (nul != nullptr && !fault.found) return placed(text, len, "unexpected NUL byte");
+  if (nul != nullptr && !fault.found) return placed(text, len, len, 0, "unexpected NUL byte");
   if (!fault.found) return JsonError{fault.what, ParseFault{}};
-  JsonError e = placed(text, fault.offset, fault.what);
+  JsonError e = placed(text, len, fault.offset, fault.end, fault.what);
   if (fault.open != SIZE_MAX) {
-    e.place.open = position(text, fault.open);
+    e.place.open = place(text, len, fault.open, fault.open + 1);
     e.place.bracket = text[fault.open];
   }
   return e;

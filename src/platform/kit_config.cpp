@@ -185,8 +185,7 @@ void Document::reset() {
   skeletonPieces.clear();
   text = nullptr;
   len = 0;
-  lineMarks.clear();
-  lastAsked = LineMark{0, kTextStart};
+  lines.clear();
 }
 
 List* Document::listFor(const Tree* tree, size_t id) {

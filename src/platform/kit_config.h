@@ -149,10 +149,12 @@ void setListBatchBytes(size_t bytes);
 // Positions cost a walk over the file; a run that prints none leaves them off.
 void setPositionsWanted(bool on);
 bool positionsWanted();
-// Where `value` starts; unknown for the absent value or with positions off.
+// Where `value` stands, from its first character to past its last: a
+// string with its quotes, a number or literal whole, an object or array as
+// its opening bracket. Unknown for the absent value or with positions off.
 // Cheapest when asked in file order.
 Location locate(const Value& value);
-// Where the key of the iterator's current entry starts.
+// Where the key of the iterator's current entry stands, as a string.
 Location locateKey(const bcf_iterator& entry);
 
 struct FWKeys {

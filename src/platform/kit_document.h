@@ -79,13 +79,8 @@ struct Document {
   // piece's file offset.
   std::vector<std::pair<size_t, size_t>> skeletonPieces;
   std::vector<std::unique_ptr<List>> lists;
-  // Positions: a line and column every so often through the text.
-  struct LineMark {
-    size_t offset;
-    Location location;
-  };
-  std::vector<LineMark> lineMarks;
-  LineMark lastAsked{0, kTextStart};
+  // Positions: built on the first one asked.
+  LineIndex lines;
 
   Document();
   ~Document();

@@ -65,16 +65,12 @@ bool findLongLine(const char* buf, size_t len, uint32_t limit, size_t& lineStart
 bool lineTooLong(const char* buf, size_t len, uint32_t limit, std::string& reason, Location& at) {
   size_t start = 0;
   if (limit == 0 || !findLongLine(buf, len, limit, start)) return false;
-  uint64_t line = 1;
-  for (const char* q = buf; (q = static_cast<const char*>(std::memchr(q, '\n', buf + start - q))) != nullptr; ++q)
-    ++line;
   const void* lf = std::memchr(buf + start, '\n', len - start);
   size_t stop = lf ? static_cast<const char*>(lf) - buf : len;
   if (lf != nullptr && stop > start && buf[stop - 1] == '\r') --stop;
   // Bytes, not characters: the limit is on what the system's reader buffers.
-  at = Location{static_cast<uint32_t>(line), 1, 1};
-  advance(at, buf + start, buf + start + limit, buf + len);
-  reason = "line " + std::to_string(line) + " is " + std::to_string(stop - start) + " bytes long, more than the limit of " +
+  at = place(buf, len, start + limit, start + limit);
+  reason = "line " + std::to_string(at.line) + " is " + std::to_string(stop - start) + " bytes long, more than the limit of " +
            std::to_string(limit) + " bytes";
   return true;
 }

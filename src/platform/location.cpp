@@ -1,6 +1,7 @@
 #include "platform/location.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 
 namespace kit::config {
@@ -48,19 +49,105 @@ void advance(Location& at, const char* from, const char* to, const char* end) {
     const unsigned char c = *p;
     if (c == '\n') {
       ++at.line;
-      at.column = at.display = 1;
+      at.column = at.display = at.utf16 = 1;
     } else if (c == '\t') {
       ++at.column;
+      ++at.utf16;
       at.display = (at.display - 1) / 8 * 8 + 9;
     } else if (c < 0x80) {
       ++at.column;
+      ++at.utf16;
       ++at.display;
     } else if (c >= 0xC0) {
       int length = 1;
+      const char32_t cp = decodeUtf8(p, limit, length);
       ++at.column;
-      at.display += static_cast<uint32_t>(displayWidth(decodeUtf8(p, limit, length)));
+      at.utf16 += cp > 0xFFFF ? 2 : 1;
+      at.display += static_cast<uint32_t>(displayWidth(cp));
     }
   }
+}
+
+void spanTo(Location& at, const char* from, const char* to, const char* end) {
+  if (to <= from) to = from < end ? from + 1 : from;
+  const void* lf = std::memchr(from, '\n', static_cast<size_t>(to - from));
+  if (lf != nullptr) to = static_cast<const char*>(lf);
+  Location past = at;
+  advance(past, from, to, end);
+  if (past.column == at.column) {  // at a line's end or the text's
+    ++past.column;
+    ++past.display;
+    ++past.utf16;
+  }
+  at.endColumn = past.column;
+  at.endDisplay = past.display;
+  at.endUtf16 = past.utf16;
+}
+
+size_t tokenLength(const char* from, const char* end) {
+  if (from >= end) return 0;
+  const char* p = from;
+  if (*p == '"') {
+    for (++p; p < end; ++p) {
+      if (*p == '\\') ++p;
+      else if (*p == '"') return static_cast<size_t>(p + 1 - from);
+    }
+    return static_cast<size_t>(end - from);
+  }
+  if (*p == '{' || *p == '[' || *p == '}' || *p == ']') return 1;
+  while (p < end && *p != ',' && *p != '}' && *p != ']' && *p != ':' && *p != ' ' && *p != '\t' && *p != '\n' &&
+         *p != '\r')
+    ++p;
+  return static_cast<size_t>(p - from);
+}
+
+void LineIndex::build(const char* text, size_t len) {
+  clear();
+  starts.push_back(0);
+  wraps.push_back(0);
+  for (const char* q = text; (q = static_cast<const char*>(std::memchr(q, '\n', text + len - q))) != nullptr;) {
+    const size_t start = static_cast<size_t>(++q - text);
+    while ((start >> 32) >= wraps.size()) wraps.push_back(starts.size());
+    starts.push_back(static_cast<uint32_t>(start));
+  }
+  built = true;
+}
+
+void LineIndex::clear() {
+  starts.clear();
+  wraps.clear();
+  built = false;
+}
+
+size_t LineIndex::lineOf(size_t offset, size_t& lineStart) const {
+  // The lines that start in the offset's 4 GiB are [first, last).
+  const size_t wrap = std::min(offset >> 32, wraps.size() - 1);
+  const size_t first = wraps[wrap];
+  const size_t last = wrap + 1 < wraps.size() ? wraps[wrap + 1] : starts.size();
+  const auto low = static_cast<uint32_t>(wrap == offset >> 32 ? offset : UINT32_MAX);
+  // Lines [0, line) start at or before the offset; the first starts at 0.
+  const size_t line = static_cast<size_t>(std::upper_bound(starts.begin() + first, starts.begin() + last, low) - starts.begin());
+  const size_t lineWrap = static_cast<size_t>(std::upper_bound(wraps.begin(), wraps.end(), line - 1) - wraps.begin()) - 1;
+  lineStart = lineWrap << 32 | starts[line - 1];
+  return line;
+}
+
+Location place(const char* text, size_t len, size_t start, size_t end, const LineIndex* index) {
+  if (start > len) return Location{};
+  size_t line = 1;
+  size_t lineStart = 0;
+  if (index != nullptr) {
+    line = index->lineOf(start, lineStart);
+  } else {
+    for (const char* q = text; (q = static_cast<const char*>(std::memchr(q, '\n', text + start - q))) != nullptr; ++q) {
+      ++line;
+      lineStart = static_cast<size_t>(q - text) + 1;
+    }
+  }
+  Location at{static_cast<uint32_t>(std::min<size_t>(line, UINT32_MAX)), 1, 1, 1};
+  advance(at, text + lineStart, text + start, text + len);
+  spanTo(at, text + start, text + std::min(end, len), text + len);
+  return at;
 }
 
 }  // namespace kit::config

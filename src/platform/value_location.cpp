@@ -3,7 +3,8 @@
 // and start of a scalar, in text order, while the tape holds one entry per
 // value, key and closing bracket in the same order (numbers take two). Walking
 // both together, colons and commas skipped, turns a tape entry into a text
-// offset. Nothing here runs unless a finding asks for its place.
+// offset, and the file's line index that offset's line and columns. Nothing
+// here runs unless a finding asks for its place.
 #include <algorithm>
 
 #include "platform/batched_lists.h"
@@ -15,7 +16,6 @@ namespace {
 
 bool s_positionsWanted = false;
 constexpr size_t kTapeMarkEvery = 1024;  // tape entries
-constexpr size_t kLineMarkEvery = 4096;  // bytes
 
 // The last of `marks` (sorted by `field`) at or before `at`; null when none is.
 template <class Mark, class Field>
@@ -73,28 +73,11 @@ size_t fileOffset(const Tree& tree, size_t offset) {
   return piece->second + (offset - piece->first);
 }
 
-// Lines and columns from 1 (see Location).
-Location lineAndColumn(Document& doc, size_t offset) {
+// The place of the token at an offset of the file (see Location).
+Location placeToken(Document& doc, size_t offset) {
   if (offset > doc.len) return Location{};
-  size_t at = 0;
-  Location where = kTextStart;
-  if (const Document::LineMark* mark = lastMarkUpTo(doc.lineMarks, offset, &Document::LineMark::offset)) {
-    at = mark->offset;
-    where = mark->location;
-  }
-  if (doc.lastAsked.offset > at && doc.lastAsked.offset <= offset) {
-    at = doc.lastAsked.offset;
-    where = doc.lastAsked.location;
-  }
-  while (at < offset) {
-    const size_t stop = std::min(offset, (at / kLineMarkEvery + 1) * kLineMarkEvery);
-    advance(where, doc.text + at, doc.text + stop, doc.text + doc.len);
-    at = stop;
-    if (at % kLineMarkEvery == 0 && (doc.lineMarks.empty() || doc.lineMarks.back().offset < at))
-      doc.lineMarks.push_back(Document::LineMark{at, where});
-  }
-  doc.lastAsked = Document::LineMark{offset, where};
-  return where;
+  if (!doc.lines.built) doc.lines.build(doc.text, doc.len);
+  return place(doc.text, doc.len, offset, offset + tokenLength(doc.text + offset, doc.text + doc.len), &doc.lines);
 }
 
 Location locateTape(Tree* tree, const uint64_t raw[2]) {
@@ -102,7 +85,7 @@ Location locateTape(Tree* tree, const uint64_t raw[2]) {
   const auto* doc = reinterpret_cast<const simdjson::dom::document*>(raw[0]);
   size_t offset = 0;
   if (doc == nullptr || !textOffset(*tree, *doc, raw[1], offset)) return Location{};
-  return lineAndColumn(*tree->owner, fileOffset(*tree, offset));
+  return placeToken(*tree->owner, fileOffset(*tree, offset));
 }
 
 }  // namespace

@@ -197,8 +197,9 @@ class NameSet {
   KeyArena m_keys;
 };
 
-// Names with a word of data each, the first recorded kept; the keys are
-// compared as NameSet compares them.
+// Names with a small piece of data each, the first recorded kept; the keys
+// are compared as NameSet compares them.
+template <class Data>
 class NameMap {
  public:
   // Records `data` for a key not seen before; false for a repeat.
@@ -215,7 +216,7 @@ class NameMap {
     return true;
   }
   // The data of `key`, or null.
-  const uint64_t* find(std::string_view key) const {
+  const Data* find(std::string_view key) const {
     if (m_table.isEmpty()) return nullptr;
     key = asCString(key);
     const uint32_t hash = hashOf(key);
@@ -232,7 +233,7 @@ class NameMap {
     uint32_t hashBits;
     uint32_t sizePlusOne;  // 0: empty
     const char* key;
-    uint64_t data;
+    Data data;
     bool empty() const { return sizePlusOne == 0; }
     uint32_t hash() const { return hashBits; }
   };

@@ -81,13 +81,6 @@ void textLine(std::string_view line) {
   if (state().format == Format::Text) tbx::cout << line << tbx::endl;
 }
 
-Location FirstPlaces::of(std::string_view name) const {
-  const uint64_t* packed = places.find(name);
-  if (packed == nullptr) return Location{};
-  return Location{static_cast<uint32_t>(*packed >> 32), static_cast<uint32_t>(*packed >> 16 & 0xFFFF),
-                  static_cast<uint32_t>(*packed & 0xFFFF)};
-}
-
 void fileStart(std::string_view path) {
   State& s = state();
   if (s.format == Format::Text) tbx::cout << "[cfgcheck]: checking file " << path << ' ';

@@ -65,13 +65,25 @@ inline void append(std::string& out, char c) { out.push_back(c); }
 inline void append(std::string& out, int32_t value) { out.append(std::to_string(value)); }
 inline void append(std::string& out, uint32_t value) { out.append(std::to_string(value)); }
 
+// A place given by its line and column alone (the start of a file) is the
+// one character there.
+inline Location spanned(Location at) {
+  if (at.line == 0 || at.endColumn != 0) return at;
+  if (at.display == 0) at.display = at.column;
+  if (at.utf16 == 0) at.utf16 = at.column;
+  at.endColumn = at.column + 1;
+  at.endDisplay = at.display + 1;
+  at.endUtf16 = at.utf16 + 1;
+  return at;
+}
+
 template <typename... Parts>
 Finding finding(const Rule& rule, Location at, std::string_view mark, const Parts&... parts) {
   Finding f;
   f.rule = rule.id;
   f.severity = rule.severity;
   f.file = currentFile();
-  f.at = at;
+  f.at = spanned(at);
   f.mark = mark;
   (append(f.message, parts), ...);
   return f;
@@ -92,7 +104,7 @@ void info(const Rule& rule, Location at, std::string_view mark, const Parts&... 
 template <typename... Parts>
 void duplicate(const Rule& rule, Location at, Location first, std::string_view mark, const Parts&... parts) {
   Finding f = finding(rule, at, mark, parts...);
-  if (first.line != 0) f.related.push_back(Related{f.file, first, "first defined here"});
+  if (first.line != 0) f.related.push_back(Related{f.file, spanned(first), "first defined here"});
   report(std::move(f));
 }
 
@@ -111,15 +123,25 @@ struct FirstPlaces {
   void note(std::string_view name, Locate locate) {
     if (kit::config::positionsWanted()) places.insert(name, [&] { return pack(locate()); });
   }
-  Location of(std::string_view name) const;
+  Location of(std::string_view name) const {
+    const Packed* p = places.find(name);
+    if (p == nullptr) return Location{};
+    return Location{p->line, p->column, p->display, p->utf16, p->endColumn, p->endDisplay, p->endUtf16};
+  }
   void clear() { places.destroy(); }
 
-  // Known files' lines are short (255 bytes), so 16 bits hold their columns.
-  static uint64_t pack(Location at) {
-    auto narrow = [](uint32_t c) { return uint64_t(c < 0xFFFF ? c : 0xFFFF); };
-    return uint64_t(at.line) << 32 | narrow(at.column) << 16 | narrow(at.display);
+  // Known files' lines are short (255 bytes), so 16 bits hold their columns:
+  // a place takes 16 bytes, not 28.
+  struct Packed {
+    uint32_t line;
+    uint16_t column, display, utf16, endColumn, endDisplay, endUtf16;
+  };
+  static Packed pack(Location at) {
+    auto narrow = [](uint32_t c) { return static_cast<uint16_t>(c < 0xFFFF ? c : 0xFFFF); };
+    return Packed{at.line,           narrow(at.column),     narrow(at.display),   narrow(at.utf16),
+                  narrow(at.endColumn), narrow(at.endDisplay), narrow(at.endUtf16)};
   }
-  NameMap places;
+  NameMap<Packed> places;
 };
 
 // --- The driver's part -------------------------------------------------

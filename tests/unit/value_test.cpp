@@ -10,6 +10,7 @@
 #include "platform/syntax_walk.h"
 #include "platform/tbx.h"
 #include "render_value.h"
+#include "support/report.h"
 #include "test_helpers.h"
 
 using kit::config::Array;
@@ -367,4 +368,59 @@ TEST(Value, PositionsAreWhereTheTextHasThem) {
   }
   kit::config::setPositionsWanted(false);
   EXPECT_EQ(kit::config::locate(Value()).line, 0u);
+}
+
+// A finding's range in the three column units a reader may count: code
+// points, terminal columns and UTF-16 units ("line:start-end" each).
+TEST(Value, RangesCoverTheWholeTokenInEveryUnit) {
+  const std::string text =
+      "{\"k\": 1,\n"
+      "\t\"n\xC3\xA9v\": \"a\\\"b\\u00e9\xC3\xA9\xF0\x9F\x98\x80\xE4\xB8\xAD\", \"n\": -12.5e3, \"o\": {\"x\": true}}";
+  auto range = [](kit::config::Location l) {
+    auto units = [&](uint32_t from, uint32_t to) { return std::to_string(from) + "-" + std::to_string(to); };
+    return std::to_string(l.line) + ":" + units(l.column, l.endColumn) + " " + units(l.display, l.endDisplay) + " " +
+           units(l.utf16, l.endUtf16);
+  };
+  kit::config::setPositionsWanted(true);
+  for (size_t bytes : {size_t(1), size_t(1) << 20}) {
+    BatchBytes batches(bytes);
+    Parsed p(text);
+    ASSERT_EQ(p.rc, 0);
+    const Value top = *p.dict;
+    auto key = [&](std::string_view name) {
+      for (auto it = top.begin(); it != top.end(); ++it)
+        if (it.key() == name) return kit::config::locateKey(it);
+      return kit::config::Location{};
+    };
+    const struct {
+      const char* token;
+      kit::config::Location at;
+      const char* expected;
+    } rows[] = {
+        {"key after a tab", key("n\xC3\xA9v"), "2:2-7 9-14 2-7"},
+        {"string with escapes, U+1F600 and a wide letter", kit::config::locate(top.get("n\xC3\xA9v")), "2:9-24 16-33 9-25"},
+        {"number", kit::config::locate(top.get("n")), "2:31-38 40-47 32-39"},
+        {"object", kit::config::locate(top.get("o")), "2:45-46 54-55 46-47"},
+        {"literal", kit::config::locate(top.get("o").get("x")), "2:51-55 60-64 52-56"},
+        {"first line", kit::config::locate(top.get("k")), "1:7-8 7-8 7-8"},
+    };
+    support::FirstPlaces places;
+    for (const auto& row : rows) {
+      EXPECT_EQ(range(row.at), row.expected) << row.token << ", batches of " << bytes;
+      places.note(row.token, [&] { return row.at; });
+      EXPECT_EQ(range(places.of(row.token)), row.expected) << row.token << " kept";
+    }
+    places.clear();
+  }
+  kit::config::setPositionsWanted(false);
+
+  // A syntax error spans the offending word where the parser knows it, one
+  // character where it does not.
+  for (const auto& [json, expected] : std::initializer_list<std::pair<const char*, const char*>>{
+           {"{\"\xC3\xA9\xF0\x9F\x98\x80\": nan}", "1:8-11 9-12 9-12"},
+           {"[1,\n 2,]", "2:3-4 3-4 3-4"},
+       }) {
+    Parsed p(json);
+    EXPECT_EQ(range(p.parser.fault().at), expected) << json;
+  }
 }
