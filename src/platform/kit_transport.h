@@ -13,6 +13,12 @@
 
 namespace kit::transport {
 
+// The framework file setFramework hands the service, kept with the run.
+struct TransportState {
+  const kit::config::Dictionary* framework = nullptr;
+};
+using TransportScope = platform::RunScope<TransportState>;
+
 class TransportConfig {
  public:
   struct ConnectionEntryDescriptor {

@@ -13,7 +13,6 @@ namespace kit::config {
 
 namespace {
 
-bool s_positionsWanted = false;
 constexpr size_t kTapeMarkEvery = 1024;  // tape entries
 constexpr size_t kLineMarkEvery = 4096;  // bytes
 
@@ -98,7 +97,7 @@ Location lineAndColumn(Document& doc, size_t offset) {
 }
 
 Location locateTape(Tree* tree, const uint64_t raw[2]) {
-  if (!s_positionsWanted || tree == nullptr) return Location{};
+  if (!positionsWanted() || tree == nullptr) return Location{};
   const auto* doc = reinterpret_cast<const simdjson::dom::document*>(raw[0]);
   size_t offset = 0;
   if (doc == nullptr || !textOffset(*tree, *doc, raw[1], offset)) return Location{};
@@ -107,8 +106,8 @@ Location locateTape(Tree* tree, const uint64_t raw[2]) {
 
 }  // namespace
 
-void setPositionsWanted(bool on) { s_positionsWanted = on; }
-bool positionsWanted() { return s_positionsWanted; }
+void setPositionsWanted(bool on) { ValueScope::current().positionsWanted = on; }
+bool positionsWanted() { return ValueScope::current().positionsWanted; }
 
 Location locate(const Value& value) { return locateTape(ValueAccess::tree(value), ValueAccess::raw(value)); }
 

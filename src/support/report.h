@@ -10,7 +10,12 @@
 #include <vector>
 
 #include "platform/kit_config.h"
+#include "platform/run_scope.h"
 #include "support/name_set.h"
+
+namespace engine {
+struct Sink;
+}
 
 namespace support {
 
@@ -48,7 +53,16 @@ inline constexpr std::string_view kInfo = "!  ";
 
 // False for a name that is no format.
 bool parseFormat(std::string_view name, Format& out);
-// Set once by the driver before any file is read.
+
+// The reporter's part of a run: where its findings go.
+struct ReportState {
+  Format format = Format::Text;
+  std::string file;
+  const engine::Sink* sink = nullptr;  // null: findings go nowhere
+};
+using ReportScope = platform::RunScope<ReportState>;
+
+// Set once per run before any file is read.
 void setFormat(Format format);
 Format format();
 
@@ -123,7 +137,7 @@ struct FirstPlaces {
   NameMap places;
 };
 
-// --- The driver's part -------------------------------------------------
+// --- The engine's part -------------------------------------------------
 
 // One listed file's parse: `fileStart` before it, `fileDone` after, with the
 // place of the fault when it failed.
@@ -149,17 +163,11 @@ struct TransportEntry {
   std::string reason;
   std::vector<Connection> connections;
 };
-// Whether transportEntry keeps what it is given (only the json document does).
+// Whether transport entries are wanted (only the json document shows them).
 bool wantsTransportEntries();
 void transportEntry(TransportEntry&& entry);
-// The summary and, for the document formats, the document. `status` is the
-// exit status the run ends with.
-void finish(int status);
 
 // Test hook: `observer` sees every finding as it is reported (null: none).
 void observeFindings(void (*observer)(const Finding&));
-
-// Forgets everything gathered (tools that run several checks in one process).
-void resetReport();
 
 }  // namespace support

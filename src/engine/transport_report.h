@@ -2,7 +2,7 @@
 
 #include "platform/kit_config.h"
 
-namespace driver {
+namespace engine {
 
 // Prints on standard error the connections computed for every process of the
 // framework file, given its top-level object (null when it has none). The
@@ -10,4 +10,4 @@ namespace driver {
 // else 0.
 int transportReport(const kit::config::Dictionary* top);
 
-}  // namespace driver
+}  // namespace engine
