@@ -66,6 +66,16 @@ struct FileReader {
 
 }  // namespace
 
+engine::Options checkOptions(const Options& options) {
+  engine::Options checks;
+  checks.format = options.format;
+  checks.maxLineLength = options.maxLineLength;
+  checks.transport = options.transport;
+  checks.verbose = options.verbose;
+  checks.strict = options.strict;
+  return checks;
+}
+
 int run(int argc, const char* const* argv) {
   tbx::ErrorStorage errors(tbx::ErrorStorage::action_dump_to_stdout);
   const Options options = readOptions(argc, argv);
@@ -95,12 +105,7 @@ int run(int argc, const char* const* argv) {
   const support::ReportScope scan(scanState);
 
   std::vector<std::string> files;
-  engine::Options checks;
-  checks.format = options.format;
-  checks.maxLineLength = options.maxLineLength;
-  checks.transport = options.transport;
-  checks.verbose = options.verbose;
-  checks.strict = options.strict;
+  engine::Options checks = checkOptions(options);
   const std::size_t inputs = options.fault.empty() ? options.inputs.size() : options.inputsBeforeFault;
   for (std::size_t i = 0; i < inputs; ++i) {
     const Input& input = options.inputs[i];
