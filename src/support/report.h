@@ -1,6 +1,6 @@
-// The one way a finding leaves the program. A check states the rule, where
-// the finding stands and its text; the chosen format decides how it is shown
-// (the plain text form prints it as it comes, the documents gather it).
+// The one way a finding leaves the checks. A check states the rule, where
+// the finding stands and its text; it goes to the sink of the run in
+// progress, and the chosen format decides how it is shown.
 #pragma once
 
 #include <cstdint>
