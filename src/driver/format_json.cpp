@@ -1,5 +1,4 @@
 // The JSON report, and what the documents written when the run ends share.
-#include <algorithm>
 #include <filesystem>
 #include <nlohmann/json.hpp>
 

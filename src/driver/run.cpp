@@ -1,11 +1,7 @@
 #include "driver/run.h"
 
-#include <algorithm>
-#include <cstdint>
-#include <iterator>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "driver/directory_scan.h"
