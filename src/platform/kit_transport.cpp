@@ -55,7 +55,8 @@ TransportConfig& TransportConfig::getInstance() {
 void TransportConfig::setFramework(const kit::config::Dictionary* top) { TransportScope::current().framework = top; }
 
 int TransportConfig::init(const char* config) {
-  m_processes.clear();
+  // The service outlives the run: a large framework's room must not stay.
+  decltype(m_processes)().swap(m_processes);
   m_nodes = Value();
   m_parser.reset();
   const kit::config::Dictionary* top = TransportScope::current().framework;
