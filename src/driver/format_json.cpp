@@ -1,9 +1,9 @@
-// The JSON report, SARIF and the GitLab report: whole documents, written when the run ends.
-#include <algorithm>
+// The JSON report, and what the documents written when the run ends share.
 #include <filesystem>
 #include <nlohmann/json.hpp>
 
 #include "driver/formats.h"
+#include "driver/json_output.h"
 #include "platform/tbx.h"
 
 namespace driver {
@@ -16,65 +16,8 @@ const char* severityName(support::Severity s) { return s == support::Severity::E
 
 json number(uint32_t n) { return n != 0 ? json(n) : json(nullptr); }
 
-void write(const json& doc) {
-  // ASCII only: no name from a file reaches the terminal as a control character.
-  std::string text = doc.dump(2, ' ', true, json::error_handler_t::replace);
-  // "##[" stands only inside strings; escaped, no CI runner reads the line as a command.
-  for (std::size_t at = text.find("##["); at != std::string::npos; at = text.find("##[", at)) text.replace(at + 2, 1, "\\u005b");
-  tbx::cout << text << tbx::endl;
-}
-
 json place(const std::string& file, support::Location at, const std::string& message) {
   return json{{"file", file}, {"line", number(at.line)}, {"column", number(at.column)}, {"message", message}};
-}
-
-// The path relative to the working directory, without "./" and "a/../".
-std::string relativePath(const std::string& path) {
-  namespace fs = std::filesystem;
-  std::error_code ec;
-  fs::path p = fs::path(path).lexically_normal();
-  if (p.is_absolute()) {
-    fs::path cwd = fs::current_path(ec);
-    if (!ec) p = p.lexically_proximate(cwd);
-  }
-  return p.generic_string();
-}
-
-// The path as a URI reference relative to the working directory.
-std::string artifactUri(const std::string& path) {
-  std::string out;
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  for (unsigned char c : relativePath(path)) {
-    if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~' || c == '/') {
-      out += static_cast<char>(c);
-    } else {
-      out += '%';
-      out += kHex[c >> 4];
-      out += kHex[c & 15];
-    }
-  }
-  return out;
-}
-
-json physical(const std::string& file, support::Location at) {
-  json loc{{"artifactLocation", {{"uri", artifactUri(file)}}}};
-  if (at.line != 0) loc["region"] = {{"startLine", at.line}, {"startColumn", at.column}};
-  return loc;
-}
-
-// FNV-1a, 64 bits: the same on every machine, unlike std::hash.
-uint64_t fnv1a(std::string_view text, uint64_t hash) {
-  for (unsigned char c : text) hash = (hash ^ c) * 0x100000001b3ULL;
-  return hash;
-}
-
-// 32 hex digits, the form GitLab's fingerprints customarily take.
-std::string hexDigest(std::string_view text) {
-  static constexpr char kHex[] = "0123456789abcdef";
-  std::string out;
-  for (uint64_t hash : {fnv1a(text, 0xcbf29ce484222325ULL), fnv1a(text, 0x84222325cbf29ce4ULL)})
-    for (int shift = 60; shift >= 0; shift -= 4) out += kHex[(hash >> shift) & 15];
-  return out;
 }
 
 json connection(const support::Connection& c) {
@@ -106,6 +49,56 @@ json transportEntries(const std::vector<support::TransportEntry>& entries) {
 }
 
 }  // namespace
+
+void write(const json& doc) {
+  // ASCII only: no name from a file reaches the terminal as a control character.
+  std::string text = doc.dump(2, ' ', true, json::error_handler_t::replace);
+  // "##[" stands only inside strings; escaped, no CI runner reads the line as a command.
+  for (std::size_t at = text.find("##["); at != std::string::npos; at = text.find("##[", at)) text.replace(at + 2, 1, "\\u005b");
+  tbx::cout << text << tbx::endl;
+}
+
+std::string relativePath(const std::string& path) {
+  namespace fs = std::filesystem;
+  std::error_code ec;
+  fs::path p = fs::path(path).lexically_normal();
+  if (p.is_absolute()) {
+    fs::path cwd = fs::current_path(ec);
+    if (!ec) p = p.lexically_proximate(cwd);
+  }
+  return p.generic_string();
+}
+
+std::string artifactUri(const std::string& path) {
+  std::string out;
+  static constexpr char kHex[] = "0123456789ABCDEF";
+  for (unsigned char c : relativePath(path)) {
+    if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~' || c == '/') {
+      out += static_cast<char>(c);
+    } else {
+      out += '%';
+      out += kHex[c >> 4];
+      out += kHex[c & 15];
+    }
+  }
+  return out;
+}
+
+namespace {
+// FNV-1a, 64 bits: the same on every machine, unlike std::hash.
+uint64_t fnv1a(std::string_view text, uint64_t hash) {
+  for (unsigned char c : text) hash = (hash ^ c) * 0x100000001b3ULL;
+  return hash;
+}
+}  // namespace
+
+std::string hexDigest(std::string_view text) {
+  static constexpr char kHex[] = "0123456789abcdef";
+  std::string out;
+  for (uint64_t hash : {fnv1a(text, 0xcbf29ce484222325ULL), fnv1a(text, 0x84222325cbf29ce4ULL)})
+    for (int shift = 60; shift >= 0; shift -= 4) out += kHex[(hash >> shift) & 15];
+  return out;
+}
 
 std::string fingerprint(const support::Finding& f, FingerprintCounts& seen) {
   std::string key(f.rule);
@@ -155,68 +148,6 @@ void writeJson(const Document& doc, const char* summary) {
            {"summary", summary},
            {"status", doc.status}};
   if (doc.transport) out["transport"] = {{"spawn", transportEntries(doc.spawn)}, {"single", transportEntries(doc.single)}};
-  write(out);
-}
-
-void writeSarif(const Document& doc) {
-  json rules = json::array();
-  const auto all = support::allRules();
-  for (const support::Rule* r : all) {
-    std::string_view entry = ruleEntry(*r);
-    rules.push_back({{"id", r->id},
-                     {"shortDescription", {{"text", r->title}}},
-                     {"fullDescription", {{"text", ruleSummary(*r)}}},
-                     {"help", {{"text", plainEntry(entry)}, {"markdown", entry}}}});
-  }
-  json results = json::array();
-  json notifications = json::array();
-  FingerprintCounts seen;
-  for (const support::Finding& f : doc.findings) {
-    const char* level = f.severity == support::Severity::Error ? "error" : "note";
-    json rule{{"id", f.rule}};
-    if (const support::Rule* known = support::findRule(f.rule)) rule["index"] = std::find(all.begin(), all.end(), known) - all.begin();
-    // A finding about the run as a whole (no file was checked) stands nowhere:
-    // code scanning takes only results with a place.
-    if (f.file.empty()) {
-      notifications.push_back({{"level", level}, {"message", {{"text", fullMessage(f)}}}, {"associatedRule", rule}});
-      continue;
-    }
-    json result{{"ruleId", f.rule},
-                {"level", level},
-                {"message", {{"text", fullMessage(f)}}},
-                {"locations", json::array({{{"physicalLocation", physical(f.file, f.at)}}})},
-                {"partialFingerprints", {{"cfgcheck/v1", fingerprint(f, seen)}}}};
-    if (rule.contains("index")) result["ruleIndex"] = rule["index"];
-    int id = 0;
-    for (const support::Related& r : f.related) {
-      result["relatedLocations"].push_back(
-          {{"id", id++}, {"physicalLocation", physical(r.file, r.at)}, {"message", {{"text", r.message}}}});
-    }
-    results.push_back(std::move(result));
-  }
-  json invocation{{"executionSuccessful", true}, {"exitCode", doc.status}};
-  if (!notifications.empty()) invocation["toolExecutionNotifications"] = std::move(notifications);
-  json run{{"tool", {{"driver", {{"name", "cfgcheck"}, {"version", kVersion}, {"rules", std::move(rules)}}}}},
-           {"columnKind", "unicodeCodePoints"},
-           {"results", std::move(results)},
-           {"invocations", json::array({std::move(invocation)})}};
-  write(json{{"$schema", "https://json.schemastore.org/sarif-2.1.0.json"},
-             {"version", "2.1.0"},
-             {"runs", json::array({std::move(run)})}});
-}
-
-void writeGitlab(const Document& doc) {
-  json out = json::array();
-  FingerprintCounts seen;
-  for (const support::Finding& f : doc.findings) {
-    // GitLab places every entry in a file; the exit status still tells of the rest.
-    if (f.file.empty()) continue;
-    out.push_back({{"description", fullMessage(f)},
-                   {"check_name", f.rule},
-                   {"fingerprint", hexDigest(fingerprint(f, seen))},
-                   {"severity", f.severity == support::Severity::Error ? "major" : "info"},
-                   {"location", {{"path", relativePath(f.file)}, {"lines", {{"begin", std::max(f.at.line, 1u)}}}}}});
-  }
   write(out);
 }
 

@@ -11,6 +11,10 @@
 
 #include "support/report.h"
 
+namespace engine {
+struct FileVerdict;
+}
+
 namespace driver {
 
 struct FileRecord {
@@ -55,6 +59,12 @@ std::string inert(std::string line);
 // The message with the text form's line of its own, when it has one.
 std::string fullMessage(const support::Finding& f);
 
+void writeTextFileStart(std::string_view path);
+void writeTextVerdict(const engine::FileVerdict& v);
+void writeTextContentStart(std::string_view path);
+void writeText(const support::Finding& f);
+void writeTextLine(std::string_view line);
+void writeTextTransportLine(std::string_view line);
 void writeGnu(const support::Finding& f);
 void writeGithub(const support::Finding& f);
 void writeJson(const Document& doc, const char* summary);

@@ -1,17 +1,15 @@
 #pragma once
 
-#include <string_view>
+#include "driver/options.h"
+#include "engine/check.h"
 
 namespace driver {
 
-// The four known files, in the order a path is tested for their names: a path
-// that holds two of them is the first one only.
-inline constexpr const char* kKnownFileNames[] = {"framework.json", "servicemgr.json", "uvkstartup.json",
-                                                  "servicemgr_restart.json"};
+using engine::kKnownFileNames;
+using engine::knownName;
 
-// The known name `path` contains (the first of kKnownFileNames that it
-// does), or null for a file that is no known file.
-const char* knownName(std::string_view path);
+// What the command line asks of the checks (directories not yet scanned).
+engine::Options checkOptions(const Options& options);
 
 // The whole check run for one command line; returns the exit status.
 int run(int argc, const char* const* argv);

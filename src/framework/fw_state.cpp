@@ -2,24 +2,17 @@
 
 namespace framework {
 
-support::NameSet ProcessKeys;
-support::NameSet NodeNames;
-support::NameSet ProcessNames;
-support::IntSet ProcessIds;
-support::NameSet ApplicationNames;
-support::NameSet IpConnections;
-support::NameSet ResmanPaths;
-bool Verbose = false;
-FirstPlacesOf FirstPlaces;
-
 void resetState() {
-  for (support::NameSet* set : {&ProcessKeys, &NodeNames, &ProcessNames, &ApplicationNames, &IpConnections, &ResmanPaths})
+  FwState& s = FwScope::current();
+  for (support::NameSet* set : {&s.ProcessKeys, &s.NodeNames, &s.ProcessNames, &s.ApplicationNames, &s.IpConnections,
+                                &s.ResmanPaths})
     set->destroy();
-  ProcessIds.destroy();
-  for (support::FirstPlaces* places : {&FirstPlaces.nodes, &FirstPlaces.processes, &FirstPlaces.ids,
-                                       &FirstPlaces.applications, &FirstPlaces.ipConnections, &FirstPlaces.resmanPaths})
+  s.ProcessIds.destroy();
+  for (support::FirstPlaces* places : {&s.FirstPlaces.nodes, &s.FirstPlaces.processes, &s.FirstPlaces.ids,
+                                       &s.FirstPlaces.applications, &s.FirstPlaces.ipConnections,
+                                       &s.FirstPlaces.resmanPaths})
     places->clear();
-  Verbose = false;
+  s.Verbose = false;
 }
 
 }  // namespace framework

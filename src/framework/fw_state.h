@@ -1,28 +1,84 @@
 // What the framework file check declares for the later checks: the names it
-// saw and its verbose flag. Filled once per run, never cleared.
+// saw and its verbose flag. They belong to the check run in progress (see
+// platform/run_scope.h); the names below reach its sets.
 #pragma once
 
+#include <utility>
+
+#include "platform/run_scope.h"
 #include "support/name_set.h"
 #include "support/report.h"
 
 namespace framework {
 
-extern support::NameSet ProcessKeys;       // keys a process entry may have
-extern support::NameSet NodeNames;         // keys of "nodes"
-extern support::NameSet ProcessNames;      // every process "name" ("" for an entry without one)
-extern support::IntSet ProcessIds;         // every readable process "id"
-extern support::NameSet ApplicationNames;  // single apps, bundles and bundle apps
-extern support::NameSet IpConnections;     // "address:port" per process
-extern support::NameSet ResmanPaths;       // "root:path" per process
-extern bool Verbose;
-
-// Where the names above were first declared, for the findings of a repeat.
+// Where the names were first declared, for the findings of a repeat.
 struct FirstPlacesOf {
   support::FirstPlaces nodes, processes, ids, applications, ipConnections, resmanPaths;
 };
-extern FirstPlacesOf FirstPlaces;
 
-// Empties the sets, for tools that run several checks in one process.
+struct FwState {
+  support::NameSet ProcessKeys;       // keys a process entry may have
+  support::NameSet NodeNames;         // keys of "nodes"
+  support::NameSet ProcessNames;      // every process "name" ("" for an entry without one)
+  support::IntSet ProcessIds;         // every readable process "id"
+  support::NameSet ApplicationNames;  // single apps, bundles and bundle apps
+  support::NameSet IpConnections;     // "address:port" per process
+  support::NameSet ResmanPaths;       // "root:path" per process
+  bool Verbose = false;
+  FirstPlacesOf FirstPlaces;
+};
+using FwScope = platform::RunScope<FwState>;
+
+// A member of the current run's FwState, used as if it were the member.
+template <class T, T& (*Get)()>
+struct InRun {
+  operator T&() const { return Get(); }
+  const InRun& operator=(const T& value) const {
+    Get() = value;
+    return *this;
+  }
+  template <class... A>
+  decltype(auto) insert(A&&... a) const { return Get().insert(std::forward<A>(a)...); }
+  template <class... A>
+  decltype(auto) contains(A&&... a) const { return Get().contains(std::forward<A>(a)...); }
+  decltype(auto) size() const { return Get().size(); }
+  template <class... A>
+  decltype(auto) of(A&&... a) const { return Get().of(std::forward<A>(a)...); }
+  template <class... A>
+  decltype(auto) note(A&&... a) const { return Get().note(std::forward<A>(a)...); }
+};
+
+#define CFGCHECK_FW_MEMBER(type, path, name) \
+  inline type& name##InRun() { return FwScope::current().path; } \
+  inline constexpr InRun<type, name##InRun> name {}
+CFGCHECK_FW_MEMBER(support::NameSet, ProcessKeys, ProcessKeys);
+CFGCHECK_FW_MEMBER(support::NameSet, NodeNames, NodeNames);
+CFGCHECK_FW_MEMBER(support::NameSet, ProcessNames, ProcessNames);
+CFGCHECK_FW_MEMBER(support::IntSet, ProcessIds, ProcessIds);
+CFGCHECK_FW_MEMBER(support::NameSet, ApplicationNames, ApplicationNames);
+CFGCHECK_FW_MEMBER(support::NameSet, IpConnections, IpConnections);
+CFGCHECK_FW_MEMBER(support::NameSet, ResmanPaths, ResmanPaths);
+CFGCHECK_FW_MEMBER(bool, Verbose, Verbose);
+CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.nodes, firstNodes);
+CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.processes, firstProcesses);
+CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.ids, firstIds);
+CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.applications, firstApplications);
+CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.ipConnections, firstIpConnections);
+CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.resmanPaths, firstResmanPaths);
+#undef CFGCHECK_FW_MEMBER
+
+struct FirstPlacesInRun {
+  decltype(firstNodes) nodes;
+  decltype(firstProcesses) processes;
+  decltype(firstIds) ids;
+  decltype(firstApplications) applications;
+  decltype(firstIpConnections) ipConnections;
+  decltype(firstResmanPaths) resmanPaths;
+};
+inline constexpr FirstPlacesInRun FirstPlaces{};
+
+// Empties the sets of the state outside any run, for tools that call the
+// checks themselves.
 void resetState();
 
 }  // namespace framework

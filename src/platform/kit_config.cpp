@@ -365,7 +365,8 @@ void setListBatchBytes(size_t bytes) { gListBatchBytes = bytes == 0 ? 1 : bytes;
 JSONParser::JSONParser(Lists lists) : m_lists(lists) {}
 JSONParser::~JSONParser() = default;
 
-int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf, size_t& len) {
+int JSONParser::load(const char* path, std::string_view given, bool padded, uint32_t maxLineLength, const char*& buf,
+                     size_t& len) {
   std::string reason;
   m_fault = ParseFault{};
   if (!m_doc) m_doc = std::make_unique<Document>();
@@ -373,11 +374,27 @@ int JSONParser::load(const char* path, uint32_t maxLineLength, const char*& buf,
   if (!m_doc->slot) m_doc->slot = takeSlot();
   Slot& slot = *m_doc->slot;
   len = 0;
-  if (path == nullptr || !readWholeFile(path, slot.input, len, reason)) {
-    tbx::ErrorStorage::record(reason);
-    return 1;
+  if (path != nullptr) {
+    if (!readWholeFile(path, slot.input, len, reason)) {
+      tbx::ErrorStorage::record(reason);
+      return 1;
+    }
+    m_doc->text = slot.input.data;
+  } else if (padded) {
+    // Batches are parsed in place with their cut bytes changed for the moment.
+    m_doc->text = const_cast<char*>(given.data());
+    len = given.size();
+  } else {
+    if (!slot.input.reserve(given.size())) {
+      tbx::ErrorStorage::record("not enough memory to read the file (" + std::to_string(given.size()) + " bytes)");
+      return 1;
+    }
+    if (!given.empty()) std::memcpy(slot.input.data, given.data(), given.size());
+    len = given.size();
+    std::memset(slot.input.data + len, 0, simdjson::SIMDJSON_PADDING);
+    slot.input.trim(len);
+    m_doc->text = slot.input.data;
   }
-  m_doc->text = slot.input.data;
   if (len >= 3 && std::memcmp(m_doc->text, "\xEF\xBB\xBF", 3) == 0) {  // byte-order mark
     m_doc->text += 3;
     len -= 3;
@@ -403,13 +420,23 @@ int JSONParser::fail(int err, const char* buf, size_t len) {
 }
 
 int JSONParser::parseFile(const char* path, Dictionary*& dict, Array*& array, uint32_t maxLineLength) {
+  if (path == nullptr) path = "";
+  return parse(path, {}, false, dict, array, maxLineLength);
+}
+
+int JSONParser::parseText(std::string_view text, bool padded, Dictionary*& dict, Array*& array, uint32_t maxLineLength) {
+  return parse(nullptr, text, padded, dict, array, maxLineLength);
+}
+
+int JSONParser::parse(const char* path, std::string_view text, bool padded, Dictionary*& dict, Array*& array,
+                      uint32_t maxLineLength) {
   dict = nullptr;
   array = nullptr;
   m_top = Value();
   int rc = outOfMemoryFails([&]() -> int {
     const char* buf = nullptr;
     size_t len = 0;
-    if (load(path, maxLineLength, buf, len) != 0) return 1;
+    if (load(path, text, padded, maxLineLength, buf, len) != 0) return 1;
     Layout layout;
     if (m_lists != Whole && len > gListBatchBytes) {
       // The streaming walk judges the whole text and finds where lists can be cut.
@@ -441,11 +468,20 @@ void JSONParser::giveBackText() const {
 }
 
 int JSONParser::checkSyntax(const char* path, uint32_t maxLineLength) {
+  if (path == nullptr) path = "";
+  return syntax(path, {}, false, maxLineLength);
+}
+
+int JSONParser::checkTextSyntax(std::string_view text, bool padded, uint32_t maxLineLength) {
+  return syntax(nullptr, text, padded, maxLineLength);
+}
+
+int JSONParser::syntax(const char* path, std::string_view text, bool padded, uint32_t maxLineLength) {
   m_top = Value();
   return outOfMemoryFails([&]() -> int {
     const char* buf = nullptr;
     size_t len = 0;
-    if (load(path, maxLineLength, buf, len) != 0) return 1;
+    if (load(path, text, padded, maxLineLength, buf, len) != 0) return 1;
     Slot& slot = *m_doc->slot;
     slot.releaseDocument();
     bool scalar = false;

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "platform/location.h"
+#include "platform/run_scope.h"
 
 namespace kit::config {
 
@@ -118,6 +119,12 @@ class JSONParser {
   // The same verdict and reason as parseFile, without building the document:
   // for a file nothing will look into, at about half the memory.
   int checkSyntax(const char* path, uint32_t maxLineLength);
+  // The same over a text in memory, the file's bytes. A `padded` text has
+  // simdjson::SIMDJSON_PADDING zeros after it and may be written to during the
+  // parse and while values are read (each byte is put back at once); it is
+  // parsed in place and must live as long as the document. Any other is copied.
+  int parseText(std::string_view text, bool padded, Dictionary*& dict, Array*& array, uint32_t maxLineLength);
+  int checkTextSyntax(std::string_view text, bool padded, uint32_t maxLineLength);
   // Gives the pages of a mapped file's text back to the page cache; what
   // reads the text again faults them back in. The values live elsewhere.
   void giveBackText() const;
@@ -128,8 +135,10 @@ class JSONParser {
   const ParseFault& fault() const { return m_fault; }
 
  private:
-  // Reads `path` and applies the line limit; on success the text is in the slot.
-  int load(const char* path, uint32_t maxLineLength, const char*& buf, size_t& len);
+  // Reads `path` (or takes `text` when it is null) and applies the line limit.
+  int load(const char* path, std::string_view text, bool padded, uint32_t maxLineLength, const char*& buf, size_t& len);
+  int parse(const char* path, std::string_view text, bool padded, Dictionary*& dict, Array*& array, uint32_t maxLineLength);
+  int syntax(const char* path, std::string_view text, bool padded, uint32_t maxLineLength);
   int fail(int err, const char* buf, size_t len);
 
   std::unique_ptr<Document> m_doc;
@@ -147,6 +156,10 @@ void releaseSyntaxRoom();
 void setListBatchBytes(size_t bytes);
 
 // Positions cost a walk over the file; a run that prints none leaves them off.
+struct ValueSettings {
+  bool positionsWanted = false;
+};
+using ValueScope = platform::RunScope<ValueSettings>;
 void setPositionsWanted(bool on);
 bool positionsWanted();
 // Where `value` stands, from its first character to past its last: a

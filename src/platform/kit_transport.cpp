@@ -11,8 +11,6 @@ using Record = TransportConfig::ConnectionEntryDescriptor;
 
 namespace {
 
-const kit::config::Dictionary* s_framework = nullptr;
-
 // The channels precomputed per process; any other is looked up per query.
 const char* const kChannels[2] = {"comm", "tracing"};
 
@@ -54,13 +52,14 @@ TransportConfig& TransportConfig::getInstance() {
   return *instance;
 }
 
-void TransportConfig::setFramework(const kit::config::Dictionary* top) { s_framework = top; }
+void TransportConfig::setFramework(const kit::config::Dictionary* top) { TransportScope::current().framework = top; }
 
 int TransportConfig::init(const char* config) {
-  m_processes.clear();
+  // The service outlives the run: a large framework's room must not stay.
+  decltype(m_processes)().swap(m_processes);
   m_nodes = Value();
   m_parser.reset();
-  const kit::config::Dictionary* top = s_framework;
+  const kit::config::Dictionary* top = TransportScope::current().framework;
   if (config != nullptr && *config != '\0') {
     m_parser = std::make_unique<kit::config::JSONParser>(kit::config::JSONParser::Whole);  // sections are kept per process
     kit::config::Dictionary* parsed = nullptr;

@@ -13,6 +13,12 @@
 
 namespace kit::transport {
 
+// The framework file setFramework hands the service, kept with the run.
+struct TransportState {
+  const kit::config::Dictionary* framework = nullptr;
+};
+using TransportScope = platform::RunScope<TransportState>;
+
 class TransportConfig {
  public:
   struct ConnectionEntryDescriptor {
@@ -29,7 +35,7 @@ class TransportConfig {
   static TransportConfig& getInstance();
 
   // What init("") reads. The real service finds the configuration of the
-  // running system by itself; this one has no system to look at, so the driver
+  // running system by itself; this one has no system to look at, so the run
   // hands it the framework file of the run, parsed whole (the service keeps
   // values of every process) and alive until the last query. Null: no
   // top-level object, so no process to ask about.

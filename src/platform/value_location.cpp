@@ -14,7 +14,6 @@ namespace kit::config {
 
 namespace {
 
-bool s_positionsWanted = false;
 constexpr size_t kTapeMarkEvery = 1024;  // tape entries
 
 // The last of `marks` (sorted by `field`) at or before `at`; null when none is.
@@ -81,7 +80,7 @@ Location placeToken(Document& doc, size_t offset) {
 }
 
 Location locateTape(Tree* tree, const uint64_t raw[2]) {
-  if (!s_positionsWanted || tree == nullptr) return Location{};
+  if (!positionsWanted() || tree == nullptr) return Location{};
   const auto* doc = reinterpret_cast<const simdjson::dom::document*>(raw[0]);
   size_t offset = 0;
   if (doc == nullptr || !textOffset(*tree, *doc, raw[1], offset)) return Location{};
@@ -90,8 +89,8 @@ Location locateTape(Tree* tree, const uint64_t raw[2]) {
 
 }  // namespace
 
-void setPositionsWanted(bool on) { s_positionsWanted = on; }
-bool positionsWanted() { return s_positionsWanted; }
+void setPositionsWanted(bool on) { ValueScope::current().positionsWanted = on; }
+bool positionsWanted() { return ValueScope::current().positionsWanted; }
 
 Location locate(const Value& value) { return locateTape(ValueAccess::tree(value), ValueAccess::raw(value)); }
 

@@ -1,6 +1,6 @@
-// The one way a finding leaves the program. A check states the rule, where
-// the finding stands and its text; the chosen format decides how it is shown
-// (the plain text form prints it as it comes, the documents gather it).
+// The one way a finding leaves the checks. A check states the rule, where
+// the finding stands and its text; it goes to the sink of the run in
+// progress, and the chosen format decides how it is shown.
 #pragma once
 
 #include <cstdint>
@@ -10,8 +10,13 @@
 #include <vector>
 
 #include "platform/kit_config.h"
+#include "platform/run_scope.h"
 #include "support/name_set.h"
 #include "support/rules.h"
+
+namespace engine {
+struct Sink;
+}
 
 namespace support {
 
@@ -48,7 +53,16 @@ inline constexpr std::string_view kInfo = "!  ";
 
 // False for a name that is no format.
 bool parseFormat(std::string_view name, Format& out);
-// Set once by the driver before any file is read.
+
+// The reporter's part of a run: where its findings go.
+struct ReportState {
+  Format format = Format::Text;
+  std::string file;
+  const engine::Sink* sink = nullptr;  // null: findings go nowhere
+};
+using ReportScope = platform::RunScope<ReportState>;
+
+// Set once per run before any file is read.
 void setFormat(Format format);
 Format format();
 
@@ -144,7 +158,7 @@ struct FirstPlaces {
   NameMap<Packed> places;
 };
 
-// --- The driver's part -------------------------------------------------
+// --- The engine's part -------------------------------------------------
 
 // One listed file's parse: `fileStart` before it, `fileDone` after, with the
 // place of the fault when it failed.
@@ -170,17 +184,11 @@ struct TransportEntry {
   std::string reason;
   std::vector<Connection> connections;
 };
-// Whether transportEntry keeps what it is given (only the json document does).
+// Whether transport entries are wanted (only the json document shows them).
 bool wantsTransportEntries();
 void transportEntry(TransportEntry&& entry);
-// The summary and, for the document formats, the document. `status` is the
-// exit status the run ends with.
-void finish(int status);
 
 // Test hook: `observer` sees every finding as it is reported (null: none).
 void observeFindings(void (*observer)(const Finding&));
-
-// Forgets everything gathered (tools that run several checks in one process).
-void resetReport();
 
 }  // namespace support

@@ -6,7 +6,7 @@ namespace support {
 
 namespace {
 
-SymbolIndex* current = nullptr;
+thread_local SymbolIndex* current = nullptr;
 
 // Applications share one namespace whatever declares them, as the checks' set does.
 char category(SymbolKind kind) {

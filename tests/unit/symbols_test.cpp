@@ -4,8 +4,7 @@
 
 #include <filesystem>
 
-#include "driver/run.h"
-#include "framework/fw_state.h"
+#include "engine/check.h"
 #include "support/symbols.h"
 #include "test_helpers.h"
 
@@ -41,15 +40,17 @@ std::string at(const support::SymbolIndex& index, const std::string& file, uint3
 }
 
 TEST(Symbols, BrokenExample) {
-  const std::string dir = std::string(CFGCHECK_SOURCE_DIR) + "/examples/broken";
-  const char* argv[] = {"cfgcheck", "--dir", dir.c_str()};
-  support::SymbolIndex index;
-  {
-    CapturedOutput quiet;
-    support::SymbolScope scope(&index);
-    framework::resetState();
-    driver::run(3, argv);
+  std::vector<std::string> paths, texts;
+  std::vector<engine::Source> sources;
+  for (const char* file : engine::kKnownFileNames) {
+    paths.push_back(std::string("broken/") + file);
+    texts.push_back(readFile(std::string(CFGCHECK_SOURCE_DIR) + "/examples/" + paths.back()));
   }
+  for (std::size_t i = 0; i < paths.size(); ++i) sources.push_back(engine::Source{paths[i], texts[i], false, {}});
+  support::SymbolIndex index;
+  engine::Options options;
+  options.symbols = &index;
+  engine::check(sources, options, engine::Sink{});
   EXPECT_EQ(support::symbols(), nullptr);
 
   struct Row {

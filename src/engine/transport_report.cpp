@@ -1,4 +1,4 @@
-#include "driver/transport_report.h"
+#include "engine/transport_report.h"
 
 #include <string>
 #include <string_view>
@@ -9,7 +9,7 @@
 #include "platform/tbx.h"
 #include "support/report.h"
 
-namespace driver {
+namespace engine {
 
 namespace {
 
@@ -168,4 +168,4 @@ int transportReport(const kit::config::Dictionary* top) {
   return result;
 }
 
-}  // namespace driver
+}  // namespace engine
