@@ -110,8 +110,15 @@ TEST(Engine, TenThousandRunsHoldNoMoreThanTheFirstHundred) {
     }
   }
   EXPECT_GT(findings, 0u);
+#ifdef CFGCHECK_SANITIZED
+  // AddressSanitizer keeps freed memory in quarantine (256 MB) and finds
+  // leaks itself: the sizes hold in the plain build only.
+  (void)rss;
+  (void)maps;
+#else
   EXPECT_LE(statmResident(), rss + (1 << 20));
   EXPECT_LE(mapLines(), maps + 2);
+#endif
   EXPECT_EQ(countEntries("/proc/self/fd"), fds);
 }
 
