@@ -81,10 +81,9 @@ KnownFile KnownFiles::* const kKnownSlots[] = {&KnownFiles::framework, &KnownFil
 static_assert(std::size(kKnownSlots) == std::size(kKnownFileNames));
 
 KnownFile* knownFileFor(std::string_view path, KnownFiles& known) {
-  const char* name = knownName(path);
-  if (name == nullptr) return nullptr;
-  const std::size_t i = std::find(std::begin(kKnownFileNames), std::end(kKnownFileNames), name) - kKnownFileNames;
-  return &(known.*kKnownSlots[i]);
+  for (std::size_t i = 0; i < std::size(kKnownFileNames); ++i)
+    if (path.find(kKnownFileNames[i]) != std::string_view::npos) return &(known.*kKnownSlots[i]);
+  return nullptr;
 }
 
 // Parses one source and reports its verdict; a failed one joins `unparsed`.
