@@ -40,8 +40,3 @@ TEST(Fingerprint, FollowsTheNamesNotTheLine) {
   EXPECT_EQ(second, first.substr(0, first.size() - 1) + "2");
   EXPECT_TRUE(print("S7", "sm.json", 9, "'radio' is undefined", &seen).ends_with(":1"));
 }
-
-TEST(RuleHelp, SummaryIsTheFirstParagraphOrTheTitle) {
-  EXPECT_EQ(ruleSummary(*support::findRule("F2")), "Without it nothing else of the file is checked.");
-  EXPECT_EQ(ruleSummary(*support::findRule("f1")), "The top level is an object");
-}
