@@ -1,5 +1,7 @@
 #include "framework/check_fw_config.h"
 
+#include <algorithm>
+
 #include "framework/check_node_transport.h"
 #include "framework/check_process.h"
 #include "framework/fw_state.h"
@@ -52,7 +54,7 @@ int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose
                          " is defined more than once");
       result = 1;
     } else {
-      FirstPlaces.nodes.note(name, [&] { return kit::config::locateKey(it); });
+      FirstPlaces.nodes.noteKey(name, it);
     }
     addNode(nodeIndex, name);
     if (checkNode(name, it.value()) != 0) result = 1;
@@ -62,6 +64,14 @@ int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose
     support::error(support::rules::F3, support::locateOr(procs, *top), kTag, "no 'procs' array found");
     return 1;
   }
+  // A process declares a name, an id, about one application and two
+  // connections; the cap keeps a list of junk from claiming much memory.
+  const std::size_t expected = std::min<std::size_t>(procs.size(), std::size_t(1) << 17);
+  ProcessNames.reserve(expected);
+  ProcessIds.reserve(expected);
+  ApplicationNames.reserve(expected);
+  IpConnections.reserve(expected);
+  ResmanPaths.reserve(expected);
   for (uint32_t i = 0; i < procs.size(); ++i) {
     if (checkProcess(nodes, nodeIndex, procs.at(i), i) != 0) result = 1;
   }

@@ -17,22 +17,25 @@ using kit::config::locate;
 using kit::config::Value;
 using support::locateOr;
 
-// Returns true when it produced a finding.
-bool checkSimpleKeys(const Value& entry) {
+// Reads the entry's members in one walk; returns true when it produced a finding.
+bool checkSimpleKeys(ProcessMembers& p) {
   bool error = false;
-  for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
-    if (!ProcessKeys.contains(it.key())) {
-      support::error(support::rules::F10, kit::config::locateKey(it), "?", "process key '", it.key(), "' not defined for processes");
+  for (auto it = p.entry.begin(), end = p.entry.end(); it != end; ++it) {
+    const std::string_view key = it.key();
+    if (Value* slot = p.slot(key)) {
+      if (!slot->isPresent()) *slot = it.value();
+    } else if (!ProcessKeys.contains(key)) {
+      support::error(support::rules::F10, kit::config::locateKey(it), "?", "process key '", key, "' not defined for processes");
       error = true;
     }
   }
   int32_t priority = 0;
-  Value priorityValue = entry.get("priority");
+  const Value& priorityValue = p.priority;
   if (priorityValue.isPresent() && priorityValue.getInt(priority) != 0) {
     support::error(support::rules::F11, locate(priorityValue), "?", "process: 'priority' value is not an integer");
     error = true;
   }
-  Value environment = entry.get("environment");
+  const Value& environment = p.environment;
   if (environment.isPresent() && !environment.isDictionary()) {
     support::error(support::rules::F12, locate(environment), "?", "process: 'environment' is not a dictionary");
     error = true;
@@ -50,9 +53,11 @@ bool checkSimpleKeys(const Value& entry) {
 }  // namespace
 
 int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const Value& entry, uint32_t index) {
-  bool error = checkSimpleKeys(entry);
+  ProcessMembers p;
+  p.entry = entry;
+  bool error = checkSimpleKeys(p);
   std::string_view name;  // an entry without one is declared under the empty name
-  Value nameValue = entry.get("name");
+  const Value& nameValue = p.name;
   if (nameValue.getString(name) != 0) {
     support::error(support::rules::F14, locateOr(nameValue, entry), "?", "process ", index, " has no 'name' definition");
     error = true;
@@ -63,10 +68,10 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
                        "' is defined more than once at ");
     error = true;
   } else {
-    FirstPlaces.processes.note(name, [&] { return locateOr(nameValue, entry); });
+    FirstPlaces.processes.note(name, nameValue.isPresent() ? nameValue : entry);
   }
   std::string_view node;
-  Value nodeValue = entry.get("node");
+  const Value& nodeValue = p.node;
   if (nodeValue.getString(node) != 0) {
     support::error(support::rules::F16, locateOr(nodeValue, entry), "?", "process '", name, "' has no 'node' definition");
     error = true;
@@ -78,12 +83,12 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
     error = true;
   }
   if (name == "traceserver") {
-    if (checkTraceServer(nodes, entry) != 0) error = true;
+    if (checkTraceServer(nodes, p) != 0) error = true;
     return error ? 1 : 0;
   }
   // Without a readable id there is nothing to compare or declare.
   int32_t id = 0;
-  Value idValue = entry.get("id");
+  const Value& idValue = p.id;
   bool hasId = idValue.getInt(id) == 0;
   if (!hasId) {
     support::error(support::rules::F18, locateOr(idValue, entry), "?", "process '", name, "' has no 'id' definition");
@@ -93,11 +98,11 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
                        "': id ", id, " is defined more than once");
     error = true;
   } else {
-    if (kit::config::positionsWanted()) FirstPlaces.ids.note(std::to_string(id), [&] { return locate(idValue); });
+    if (kit::config::positionsWanted()) FirstPlaces.ids.note(std::to_string(id), idValue);
   }
   if (Verbose) support::info(support::rules::F50, locate(entry), "", name, "(id=", hasId ? std::to_string(id) : "?", ")");
-  if (checkProcessComm(nodes, nodeIndex, entry) != 0) error = true;
-  if (checkServiceManagerEntry(entry) != 0) error = true;
+  if (checkProcessComm(nodes, nodeIndex, p) != 0) error = true;
+  if (checkServiceManagerEntry(p) != 0) error = true;
   return error ? 1 : 0;
 }
 

@@ -16,7 +16,17 @@ using kit::config::locate;
 using kit::config::Value;
 using support::locateOr;
 
+// The process's own node and its comm section: the same for every target,
+// so looked up once per process.
+struct OwnNode {
+  Value name;
+  std::string_view own;  // empty when "node" is no string
+  bool named = false;
+  Value node, transport, comm;
+};
+
 struct CommState {
+  OwnNode self;
   int32_t port = -1;  // -1: no port yet
   std::string resmanPath;
   std::string ipConnection;  // the last one formed wins
@@ -30,7 +40,7 @@ void fail(CommState& state, const support::Rule& rule, Location at, std::string_
   state.error = true;
 }
 
-void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::string_view target, const Value& tcp,
+void checkTcpip(const Value& entry, std::string_view target, const Value& tcp,
                 CommState& state) {
   int32_t port = 0;
   Value portValue = tcp.get("port");
@@ -44,23 +54,21 @@ void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::s
     fail(state, support::rules::F24, locate(portValue), "TCP/IP Settings for node ", target, " different port values on same proceess");
     return;
   }
-  std::string_view own;
-  Value ownValue = entry.get("node");
-  if (ownValue.getString(own) != 0) {
-    fail(state, support::rules::F25, locateOr(ownValue, entry), "missing settings for node '", own, "'");
+  const OwnNode& self = state.self;
+  const std::string_view own = self.own;
+  if (!self.named) {
+    fail(state, support::rules::F25, locateOr(self.name, entry), "missing settings for node '", own, "'");
     return;
   }
-  Value ownNode = nodes.get(own);
-  Value transport = ownNode.get("transport");
-  if (!transport.isPresent()) {
+  if (!self.transport.isPresent()) {
     // A node that is not declared is the process's own reference to it.
-    fail(state, support::rules::F26, ownNode.isPresent() ? locate(ownNode) : locate(ownValue), "missing 'transport' for node '", own,
-         "'");
+    fail(state, support::rules::F26, self.node.isPresent() ? locate(self.node) : locate(self.name),
+         "missing 'transport' for node '", own, "'");
     return;
   }
-  Value comm = transport.get("comm");
+  const Value& comm = self.comm;
   if (!comm.isPresent()) {
-    fail(state, support::rules::F27, locate(transport), "missing 'transport:comm' for node ", own, "");
+    fail(state, support::rules::F27, locate(self.transport), "missing 'transport:comm' for node ", own, "");
     return;
   }
   std::string_view address;
@@ -74,7 +82,7 @@ void checkTcpip(const kit::config::Dictionary& nodes, const Value& entry, std::s
     support::info(support::rules::F50, locate(tcp), support::kInfo, "COMM: using tcp/ip  '", state.ipConnection, "' for node ", target);
 }
 
-void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::string_view target, const Value& res,
+void checkResman(std::string_view target, const Value& res,
                  CommState& state) {
   std::string_view path;
   Value pathValue = res.get("path");
@@ -87,17 +95,15 @@ void checkResman(const kit::config::Dictionary& nodes, const Value& entry, std::
     return;
   }
   state.resmanPath = path;
-  std::string_view own;
   std::string_view root;  // no "*" fallback for root paths
-  entry.get("node").getString(own);
-  nodes.get(own).get("transport").get("comm").get(target).get("resman").get("root_path").getString(root);
+  state.self.comm.get(target).get("resman").get("root_path").getString(root);
   state.resmanConnection.assign(root).append(1, ':').append(path);
   if (Verbose)
     support::info(support::rules::F50, locate(res), support::kInfo, "COMM: using resman path '", state.resmanConnection, "' for node ",
                   target);
 }
 
-void checkTarget(const kit::config::Dictionary& nodes, const Value& entry, const Value& comm, std::string_view target,
+void checkTarget(const Value& entry, const Value& comm, std::string_view target,
                  CommState& state) {
   Value settings = comm.get(target);
   Value tcp = settings.get("tcpip");
@@ -118,10 +124,10 @@ void checkTarget(const kit::config::Dictionary& nodes, const Value& entry, const
     at = locate(res);
     fail(state, *rule, at, "RESMAN Settings for node ", target, " are invalid");
   } else if (tcp.isDictionary()) {
-    checkTcpip(nodes, entry, target, tcp, state);
+    checkTcpip(entry, target, tcp, state);
     return;
   } else {
-    checkResman(nodes, entry, target, res, state);
+    checkResman(target, res, state);
     return;
   }
   support::error(*rule, at, support::kAsk, "COMM: missing settings");
@@ -133,7 +139,7 @@ void registerConnection(support::NameSet& set, support::FirstPlaces& places, con
                         const std::string& connection, const Value& comm, CommState& state) {
   if (connection.empty()) return;
   if (set.insert(connection)) {
-    places.note(connection, [&] { return locate(comm); });
+    places.note(connection, comm);
     return;
   }
   support::duplicate(rule, locate(comm), places.of(connection), support::kAsk, "COMM: ip-connection ", connection,
@@ -143,8 +149,9 @@ void registerConnection(support::NameSet& set, support::FirstPlaces& places, con
 
 }  // namespace
 
-int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const Value& entry) {
-  Value comm = entry.get("transport").get("comm");
+int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const ProcessMembers& process) {
+  const Value& entry = process.entry;
+  Value comm = process.transport.get("comm");
   if (!comm.isDictionary()) {
     if (Verbose) support::info(support::rules::F50, locate(entry), support::kInfo, "COMM: not configured");
     return 0;
@@ -155,7 +162,13 @@ int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& node
   std::vector<uint32_t> positions;
   positionsOfKeys(nodeIndex, comm, positions);
   CommState state;
-  for (uint32_t pos : positions) checkTarget(nodes, entry, comm, nodeIndex.names[pos], state);
+  OwnNode& self = state.self;
+  self.name = process.node;
+  self.named = self.name.getString(self.own) == 0;
+  self.node = nodes.get(self.own);
+  self.transport = self.node.get("transport");
+  self.comm = self.transport.get("comm");
+  for (uint32_t pos : positions) checkTarget(entry, comm, nodeIndex.names[pos], state);
   registerConnection(IpConnections, FirstPlaces.ipConnections, support::rules::F31, state.ipConnection, comm, state);
   registerConnection(ResmanPaths, FirstPlaces.resmanPaths, support::rules::F32, state.resmanConnection, comm, state);
   return state.error ? 1 : 0;

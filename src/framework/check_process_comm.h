@@ -1,6 +1,7 @@
 #pragma once
 
 #include "framework/node_index.h"
+#include "framework/process_members.h"
 #include "platform/kit_config.h"
 
 namespace framework {
@@ -9,6 +10,6 @@ namespace framework {
 // one port or resource manager with one path, resolved against the process's
 // own node into connection strings that no two processes may share.
 // `nodeIndex` indexes `nodes`. Returns 0 when nothing was found, 1 otherwise.
-int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const kit::config::Value& entry);
+int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& nodeIndex, const ProcessMembers& process);
 
 }  // namespace framework

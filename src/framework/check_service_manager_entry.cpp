@@ -34,7 +34,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
                        "] name '", name, "' is defined more than once");
     return true;
   }
-  FirstPlaces.applications.note(name, [&] { return locate(nameValue); });
+  FirstPlaces.applications.note(name, nameValue);
   std::string_view lib;
   Value libValue = bundle.get("lib");
   if (libValue.getString(lib) != 0) {
@@ -63,7 +63,7 @@ bool checkBundle(const Value& bundle, int32_t index) {
                          "]:apps[", j, "] is defined more than once");
       error = true;
     } else {
-      FirstPlaces.applications.note(app, [&] { return locate(appValue); });
+      FirstPlaces.applications.note(app, appValue);
     }
   }
   return error;
@@ -83,7 +83,7 @@ bool checkSingleApp(const Value& sm) {
                        name, "' defined more than once");
     return true;
   }
-  FirstPlaces.applications.note(name, [&] { return locate(nameValue); });
+  FirstPlaces.applications.note(name, nameValue);
   if (Verbose) support::info(support::rules::F50, locate(nameValue), support::kInfo, "SMGT: singleapp '", name, "'");
   return false;
 }
@@ -98,10 +98,11 @@ int checkBundles(const kit::config::Array& bundles) {
   return error ? 1 : 0;
 }
 
-int checkServiceManagerEntry(const Value& entry) {
+int checkServiceManagerEntry(const ProcessMembers& members) {
+  const Value& entry = members.entry;
   std::string_view process;
-  entry.get("name").getString(process);
-  Value sm = entry.get("servicemgr");
+  members.name.getString(process);
+  const Value& sm = members.servicemgr;
   if (!sm.isPresent()) {
     if (Verbose) support::info(support::rules::F50, locate(entry), support::kInfo, "SMGT: not configured");
     return 0;
@@ -112,7 +113,7 @@ int checkServiceManagerEntry(const Value& entry) {
   }
   bool error = false;
   std::string_view exec;
-  Value execValue = entry.get("exec");
+  const Value& execValue = members.exec;
   if (execValue.getString(exec) != 0) {
     support::error(support::rules::F34, locateOr(execValue, entry), kAsk, "SMGT: 'exec' not defined in process ", process);
     error = true;

@@ -5,10 +5,10 @@
 
 namespace framework {
 
-int checkTraceServer(const kit::config::Dictionary& nodes, const kit::config::Value& entry) {
-  kit::config::Value tracing = entry.get("transport").get("tracing");
+int checkTraceServer(const kit::config::Dictionary& nodes, const ProcessMembers& process) {
+  kit::config::Value tracing = process.transport.get("tracing");
   if (!tracing.isDictionary()) {
-    support::error(support::rules::F47, support::locateOr(tracing, entry), "", "Missing Transport settings for traceserver");
+    support::error(support::rules::F47, support::locateOr(tracing, process.entry), "", "Missing Transport settings for traceserver");
     return 1;
   }
   if (support::SymbolIndex* index = support::symbols()) index->useNodeKeys(tracing);

@@ -42,10 +42,13 @@ struct InRun {
   template <class... A>
   decltype(auto) contains(A&&... a) const { return Get().contains(std::forward<A>(a)...); }
   decltype(auto) size() const { return Get().size(); }
+  void reserve(std::size_t count) const { Get().reserve(count); }
   template <class... A>
   decltype(auto) of(A&&... a) const { return Get().of(std::forward<A>(a)...); }
   template <class... A>
   decltype(auto) note(A&&... a) const { return Get().note(std::forward<A>(a)...); }
+  template <class... A>
+  decltype(auto) noteKey(A&&... a) const { return Get().noteKey(std::forward<A>(a)...); }
 };
 
 #define CFGCHECK_FW_MEMBER(type, path, name) \

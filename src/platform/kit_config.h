@@ -170,6 +170,17 @@ Location locate(const Value& value);
 // Where the key of the iterator's current entry stands, as a string.
 Location locateKey(const bcf_iterator& entry);
 
+// Where a value starts in its file, cheap to take: the line and columns are
+// worked out only when shown. Valid while the value's parser lives; none
+// with positions off.
+struct Anchor {
+  Document* doc = nullptr;
+  uint64_t offset = 0;
+};
+Anchor anchor(const Value& value);
+Anchor anchorKey(const bcf_iterator& entry);
+Location locate(const Anchor& anchor);
+
 struct FWKeys {
   static const char* const NAMEKEY;
   static const char* const NODEKEY;

@@ -79,12 +79,12 @@ Location placeToken(Document& doc, size_t offset) {
   return place(doc.text, doc.len, offset, offset + tokenLength(doc.text + offset, doc.text + doc.len), &doc.lines);
 }
 
-Location locateTape(Tree* tree, const uint64_t raw[2]) {
-  if (!positionsWanted() || tree == nullptr) return Location{};
+Anchor anchorTape(Tree* tree, const uint64_t raw[2]) {
+  if (!positionsWanted() || tree == nullptr) return Anchor{};
   const auto* doc = reinterpret_cast<const simdjson::dom::document*>(raw[0]);
   size_t offset = 0;
-  if (doc == nullptr || !textOffset(*tree, *doc, raw[1], offset)) return Location{};
-  return placeToken(*tree->owner, fileOffset(*tree, offset));
+  if (doc == nullptr || !textOffset(*tree, *doc, raw[1], offset)) return Anchor{};
+  return Anchor{tree->owner, fileOffset(*tree, offset)};
 }
 
 }  // namespace
@@ -92,8 +92,14 @@ Location locateTape(Tree* tree, const uint64_t raw[2]) {
 void setPositionsWanted(bool on) { ValueScope::current().positionsWanted = on; }
 bool positionsWanted() { return ValueScope::current().positionsWanted; }
 
-Location locate(const Value& value) { return locateTape(ValueAccess::tree(value), ValueAccess::raw(value)); }
+Anchor anchor(const Value& value) { return anchorTape(ValueAccess::tree(value), ValueAccess::raw(value)); }
 
-Location locateKey(const bcf_iterator& entry) { return locateTape(ValueAccess::tree(entry), ValueAccess::raw(entry)); }
+Anchor anchorKey(const bcf_iterator& entry) { return anchorTape(ValueAccess::tree(entry), ValueAccess::raw(entry)); }
+
+Location locate(const Anchor& anchor) { return anchor.doc == nullptr ? Location{} : placeToken(*anchor.doc, anchor.offset); }
+
+Location locate(const Value& value) { return locate(anchor(value)); }
+
+Location locateKey(const bcf_iterator& entry) { return locate(anchorKey(entry)); }
 
 }  // namespace kit::config

@@ -92,6 +92,12 @@ class SlotTable {
   void reserveOne() {
     if (m_slots == nullptr || (std::size_t(m_size) + 1) * 4 > (std::size_t(m_mask) + 1) * 3) grow();
   }
+  // Room for `count` slots at once, without the tables of every size on the way.
+  void reserve(std::size_t count) {
+    std::size_t slots = 16;
+    while (count * 4 > slots * 3) slots *= 2;
+    if (m_slots == nullptr || slots > std::size_t(m_mask) + 1) grow(slots);
+  }
   void fill(Slot* slot, const Slot& value) {
     *slot = value;
     ++m_size;
@@ -105,8 +111,8 @@ class SlotTable {
   }
 
  private:
-  void grow() {
-    const std::size_t count = m_slots == nullptr ? 16 : (std::size_t(m_mask) + 1) * 2;
+  void grow(std::size_t count = 0) {
+    if (count == 0) count = m_slots == nullptr ? 16 : (std::size_t(m_mask) + 1) * 2;
     void* oldBlock = m_block;
     Slot* old = m_slots;
     const std::size_t oldCount = old == nullptr ? 0 : std::size_t(m_mask) + 1;
@@ -163,6 +169,7 @@ class NameSet {
     return !m_table.probe(hash, Same{key, hash})->empty();
   }
   std::size_t size() const { return m_table.size(); }
+  void reserve(std::size_t count) { m_table.reserve(count); }
   void destroy() {
     m_table.release();
     m_keys.release();
@@ -261,6 +268,7 @@ class IntSet {
   }
   bool contains(int32_t key) const { return !m_table.isEmpty() && !m_table.probe(hashOf(key), Same{key})->empty(); }
   std::size_t size() const { return m_table.size(); }
+  void reserve(std::size_t count) { m_table.reserve(count); }
   void destroy() { m_table.release(); }
 
  private:

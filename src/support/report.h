@@ -131,31 +131,22 @@ inline Location locateOr(const kit::config::Value& value, const kit::config::Val
 void textLine(std::string_view line);
 
 // Where each name of a registry was first declared; kept only while
-// positions are wanted, so a text run pays nothing for it.
+// positions are wanted, so a text run pays nothing for it. Few names are
+// ever declared again, so a place's line and columns wait until one is.
 struct FirstPlaces {
-  template <typename Locate>
-  void note(std::string_view name, Locate locate) {
-    if (kit::config::positionsWanted()) places.insert(name, [&] { return pack(locate()); });
+  void note(std::string_view name, const kit::config::Value& value) {
+    if (kit::config::positionsWanted()) places.insert(name, [&] { return kit::config::anchor(value); });
+  }
+  void noteKey(std::string_view name, const kit::config::bcf_iterator& entry) {
+    if (kit::config::positionsWanted()) places.insert(name, [&] { return kit::config::anchorKey(entry); });
   }
   Location of(std::string_view name) const {
-    const Packed* p = places.find(name);
-    if (p == nullptr) return Location{};
-    return Location{p->line, p->column, p->display, p->utf16, p->endColumn, p->endDisplay, p->endUtf16};
+    const kit::config::Anchor* at = places.find(name);
+    return at == nullptr ? Location{} : kit::config::locate(*at);
   }
   void clear() { places.destroy(); }
 
-  // Known files' lines are short (255 bytes), so 16 bits hold their columns:
-  // a place takes 16 bytes, not 28.
-  struct Packed {
-    uint32_t line;
-    uint16_t column, display, utf16, endColumn, endDisplay, endUtf16;
-  };
-  static Packed pack(Location at) {
-    auto narrow = [](uint32_t c) { return static_cast<uint16_t>(c < 0xFFFF ? c : 0xFFFF); };
-    return Packed{at.line,           narrow(at.column),     narrow(at.display),   narrow(at.utf16),
-                  narrow(at.endColumn), narrow(at.endDisplay), narrow(at.endUtf16)};
-  }
-  NameMap<Packed> places;
+  NameMap<kit::config::Anchor> places;
 };
 
 // --- The engine's part -------------------------------------------------

@@ -32,7 +32,7 @@ int checkLauncherConfig(const Value& launcher) {
       support::duplicate(support::rules::U15, locateKey(it), places.of(name), kAsk, "UVK::launcher: '", name,
                          "' is defined more than once");
     } else {
-      places.note(name, [&] { return locateKey(it); });
+      places.noteKey(name, it);
     }
     if (!settings.isDictionary()) {
       support::error(support::rules::U16, locate(settings), kAsk, "UVK::launcher: '", name, "' is not a dictionary");
