@@ -49,12 +49,10 @@ int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose
   for (auto it = nodes.begin(), end = nodes.end(); it != end; ++it) {
     std::string_view name = it.key();
     if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::Node, name, kit::config::locateKey(it));
-    if (!NodeNames.insert(name)) {
-      support::duplicate(support::rules::F4, kit::config::locateKey(it), FirstPlaces.nodes.of(name), kTag, "node name ", name,
+    if (!NodeNames.insert(name, [&] { return kit::config::anchorKey(it); })) {
+      support::duplicate(support::rules::F4, kit::config::locateKey(it), NodeNames.firstPlace(name), kTag, "node name ", name,
                          " is defined more than once");
       result = 1;
-    } else {
-      FirstPlaces.nodes.noteKey(name, it);
     }
     addNode(nodeIndex, name);
     if (checkNode(name, it.value()) != 0) result = 1;

@@ -14,15 +14,15 @@ constexpr std::string_view kLoopback = "127.0.0.1";
 using kit::config::locate;
 
 // Reads `member`/`field` of a target whose `member` is a dictionary; true
-// when it was read, with `at` where it stands. A member that is no dictionary
+// when it was read, with `at` its value (placed only for a finding). A member that is no dictionary
 // is none of our business.
 bool readSetting(const kit::config::Value& target, const char* member, const char* field, const support::Rule& rule,
-                 std::string& out, kit::config::Location& at, const char* label, std::string_view node, bool& error) {
+                 std::string& out, kit::config::Value& at, const char* label, std::string_view node, bool& error) {
   kit::config::Value settings = target.get(member);
   if (!settings.isDictionary()) return false;
   kit::config::Value value = settings.get(field);
   if (value.getString(out) == 0) {
-    at = locate(value);
+    at = value;
     return true;
   }
   support::error(rule, support::locateOr(value, settings), support::kAsk, label, " settings for node ", node, ": ",
@@ -35,7 +35,7 @@ bool readSetting(const kit::config::Value& target, const char* member, const cha
 
 int checkNodeTransportSection(const kit::config::Dictionary& section, const char* label) {
   std::string reference;
-  kit::config::Location at;
+  kit::config::Value at;
   bool error = false;
   for (auto it = section.begin(), end = section.end(); it != end; ++it) {
     std::string_view node = it.key();
@@ -51,9 +51,9 @@ int checkNodeTransportSection(const kit::config::Dictionary& section, const char
       if (reference.empty() || text == reference || text == kLoopback || reference == kLoopback) {
         if (reference.empty()) reference = text;
         // Once the section is wrong its reference address proves nothing.
-        if (!error && Verbose) support::info(support::rules::F50, at, support::kInfo, "tcpip ", reference, " from node ", node);
+        if (!error && Verbose) support::info(support::rules::F50, locate(at), support::kInfo, "tcpip ", reference, " from node ", node);
       } else {
-        support::Finding f = support::finding(support::rules::F8, at, support::kAsk, label, " settings for node ", node,
+        support::Finding f = support::finding(support::rules::F8, locate(at), support::kAsk, label, " settings for node ", node,
                                               " have different ip's");
         f.aside = reference + ' ' + text;
         support::report(std::move(f));
@@ -61,7 +61,7 @@ int checkNodeTransportSection(const kit::config::Dictionary& section, const char
       }
     }
     if (readSetting(target, "resman", "root_path", support::rules::F9, text, at, label, node, error) && Verbose)
-      support::info(support::rules::F50, at, support::kInfo, "resman ", text, " from node ", node);
+      support::info(support::rules::F50, locate(at), support::kInfo, "resman ", text, " from node ", node);
   }
   return error ? 1 : 0;
 }

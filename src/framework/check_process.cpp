@@ -63,12 +63,10 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
     error = true;
   }
   if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::Process, nameValue);
-  if (!ProcessNames.insert(name)) {
-    support::duplicate(support::rules::F15, locateOr(nameValue, entry), FirstPlaces.processes.of(name), "?", "process name '", name,
+  if (!ProcessNames.insert(name, [&] { return kit::config::anchor(nameValue.isPresent() ? nameValue : entry); })) {
+    support::duplicate(support::rules::F15, locateOr(nameValue, entry), ProcessNames.firstPlace(name), "?", "process name '", name,
                        "' is defined more than once at ");
     error = true;
-  } else {
-    FirstPlaces.processes.note(name, nameValue.isPresent() ? nameValue : entry);
   }
   std::string_view node;
   const Value& nodeValue = p.node;
@@ -93,12 +91,10 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
   if (!hasId) {
     support::error(support::rules::F18, locateOr(idValue, entry), "?", "process '", name, "' has no 'id' definition");
     error = true;
-  } else if (!ProcessIds.insert(id)) {
-    support::duplicate(support::rules::F19, locate(idValue), FirstPlaces.ids.of(std::to_string(id)), "?", "process '", name,
+  } else if (!ProcessIds.insert(id, [&] { return kit::config::anchor(idValue); })) {
+    support::duplicate(support::rules::F19, locate(idValue), ProcessIds.firstPlace(id), "?", "process '", name,
                        "': id ", id, " is defined more than once");
     error = true;
-  } else {
-    if (kit::config::positionsWanted()) FirstPlaces.ids.note(std::to_string(id), idValue);
   }
   if (Verbose) support::info(support::rules::F50, locate(entry), "", name, "(id=", hasId ? std::to_string(id) : "?", ")");
   if (checkProcessComm(nodes, nodeIndex, p) != 0) error = true;

@@ -135,14 +135,11 @@ void checkTarget(const Value& entry, const Value& comm, std::string_view target,
 
 // A connection string claimed by an earlier process is a clash; `comm` is
 // the process's section that forms it.
-void registerConnection(support::NameSet& set, support::FirstPlaces& places, const support::Rule& rule,
+void registerConnection(support::NameSet& set, const support::Rule& rule,
                         const std::string& connection, const Value& comm, CommState& state) {
   if (connection.empty()) return;
-  if (set.insert(connection)) {
-    places.note(connection, comm);
-    return;
-  }
-  support::duplicate(rule, locate(comm), places.of(connection), support::kAsk, "COMM: ip-connection ", connection,
+  if (set.insert(connection, [&] { return kit::config::anchor(comm); })) return;
+  support::duplicate(rule, locate(comm), set.firstPlace(connection), support::kAsk, "COMM: ip-connection ", connection,
                      " is defined more than once");
   state.error = true;
 }
@@ -169,8 +166,8 @@ int checkProcessComm(const kit::config::Dictionary& nodes, const NodeIndex& node
   self.transport = self.node.get("transport");
   self.comm = self.transport.get("comm");
   for (uint32_t pos : positions) checkTarget(entry, comm, nodeIndex.names[pos], state);
-  registerConnection(IpConnections, FirstPlaces.ipConnections, support::rules::F31, state.ipConnection, comm, state);
-  registerConnection(ResmanPaths, FirstPlaces.resmanPaths, support::rules::F32, state.resmanConnection, comm, state);
+  registerConnection(IpConnections, support::rules::F31, state.ipConnection, comm, state);
+  registerConnection(ResmanPaths, support::rules::F32, state.resmanConnection, comm, state);
   return state.error ? 1 : 0;
 }
 

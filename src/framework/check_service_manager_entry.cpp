@@ -11,6 +11,7 @@ namespace framework {
 
 namespace {
 
+using kit::config::anchor;
 using kit::config::locate;
 using kit::config::Value;
 using support::kAsk;
@@ -29,12 +30,11 @@ bool checkBundle(const Value& bundle, int32_t index) {
     return true;
   }
   if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::Bundle, nameValue);
-  if (!ApplicationNames.insert(name)) {
-    support::duplicate(support::rules::F41, locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: bundle[", name,
+  if (!ApplicationNames.insert(name, [&] { return anchor(nameValue); })) {
+    support::duplicate(support::rules::F41, locate(nameValue), ApplicationNames.firstPlace(name), kAsk, "SMGT: bundle[", name,
                        "] name '", name, "' is defined more than once");
     return true;
   }
-  FirstPlaces.applications.note(name, nameValue);
   std::string_view lib;
   Value libValue = bundle.get("lib");
   if (libValue.getString(lib) != 0) {
@@ -58,12 +58,10 @@ bool checkBundle(const Value& bundle, int32_t index) {
     if (appValue.getString(app) != 0) {
       support::error(support::rules::F45, locate(appValue), kAsk, "SMGT: bundle[", name, "]:apps[", j, "] is no string");
       error = true;
-    } else if (!ApplicationNames.insert(app)) {
-      support::duplicate(support::rules::F46, locate(appValue), FirstPlaces.applications.of(app), kAsk, "SMGT: bundle[", name,
+    } else if (!ApplicationNames.insert(app, [&] { return anchor(appValue); })) {
+      support::duplicate(support::rules::F46, locate(appValue), ApplicationNames.firstPlace(app), kAsk, "SMGT: bundle[", name,
                          "]:apps[", j, "] is defined more than once");
       error = true;
-    } else {
-      FirstPlaces.applications.note(app, appValue);
     }
   }
   return error;
@@ -78,12 +76,11 @@ bool checkSingleApp(const Value& sm) {
     return true;
   }
   if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::SingleApp, nameValue);
-  if (!ApplicationNames.insert(name)) {
-    support::duplicate(support::rules::F37, locate(nameValue), FirstPlaces.applications.of(name), kAsk, "SMGT: singleapp name '",
+  if (!ApplicationNames.insert(name, [&] { return anchor(nameValue); })) {
+    support::duplicate(support::rules::F37, locate(nameValue), ApplicationNames.firstPlace(name), kAsk, "SMGT: singleapp name '",
                        name, "' defined more than once");
     return true;
   }
-  FirstPlaces.applications.note(name, nameValue);
   if (Verbose) support::info(support::rules::F50, locate(nameValue), support::kInfo, "SMGT: singleapp '", name, "'");
   return false;
 }

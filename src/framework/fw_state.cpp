@@ -8,10 +8,6 @@ void resetState() {
                                 &s.ResmanPaths})
     set->destroy();
   s.ProcessIds.destroy();
-  for (support::FirstPlaces* places : {&s.FirstPlaces.nodes, &s.FirstPlaces.processes, &s.FirstPlaces.ids,
-                                       &s.FirstPlaces.applications, &s.FirstPlaces.ipConnections,
-                                       &s.FirstPlaces.resmanPaths})
-    places->clear();
   s.Verbose = false;
 }
 

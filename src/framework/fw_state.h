@@ -11,11 +11,6 @@
 
 namespace framework {
 
-// Where the names were first declared, for the findings of a repeat.
-struct FirstPlacesOf {
-  support::FirstPlaces nodes, processes, ids, applications, ipConnections, resmanPaths;
-};
-
 struct FwState {
   support::NameSet ProcessKeys;       // keys a process entry may have
   support::NameSet NodeNames;         // keys of "nodes"
@@ -25,7 +20,6 @@ struct FwState {
   support::NameSet IpConnections;     // "address:port" per process
   support::NameSet ResmanPaths;       // "root:path" per process
   bool Verbose = false;
-  FirstPlacesOf FirstPlaces;
 };
 using FwScope = platform::RunScope<FwState>;
 
@@ -44,11 +38,7 @@ struct InRun {
   decltype(auto) size() const { return Get().size(); }
   void reserve(std::size_t count) const { Get().reserve(count); }
   template <class... A>
-  decltype(auto) of(A&&... a) const { return Get().of(std::forward<A>(a)...); }
-  template <class... A>
-  decltype(auto) note(A&&... a) const { return Get().note(std::forward<A>(a)...); }
-  template <class... A>
-  decltype(auto) noteKey(A&&... a) const { return Get().noteKey(std::forward<A>(a)...); }
+  decltype(auto) firstPlace(A&&... a) const { return Get().firstPlace(std::forward<A>(a)...); }
 };
 
 #define CFGCHECK_FW_MEMBER(type, path, name) \
@@ -62,23 +52,8 @@ CFGCHECK_FW_MEMBER(support::NameSet, ApplicationNames, ApplicationNames);
 CFGCHECK_FW_MEMBER(support::NameSet, IpConnections, IpConnections);
 CFGCHECK_FW_MEMBER(support::NameSet, ResmanPaths, ResmanPaths);
 CFGCHECK_FW_MEMBER(bool, Verbose, Verbose);
-CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.nodes, firstNodes);
-CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.processes, firstProcesses);
-CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.ids, firstIds);
-CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.applications, firstApplications);
-CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.ipConnections, firstIpConnections);
-CFGCHECK_FW_MEMBER(support::FirstPlaces, FirstPlaces.resmanPaths, firstResmanPaths);
 #undef CFGCHECK_FW_MEMBER
 
-struct FirstPlacesInRun {
-  decltype(firstNodes) nodes;
-  decltype(firstProcesses) processes;
-  decltype(firstIds) ids;
-  decltype(firstApplications) applications;
-  decltype(firstIpConnections) ipConnections;
-  decltype(firstResmanPaths) resmanPaths;
-};
-inline constexpr FirstPlacesInRun FirstPlaces{};
 
 // Empties the sets of the state outside any run, for tools that call the
 // checks themselves.

@@ -8,6 +8,8 @@
 #include <functional>
 #include <string_view>
 
+#include "platform/kit_config.h"
+
 namespace support {
 
 // Reports an exhausted heap through the global error handler and retries,
@@ -70,6 +72,8 @@ inline void* cacheLineAligned(void* block) {
 // three quarters full. Names arrive in any order, and a lookup then costs the
 // one or two cache lines of its probe instead of a tree walk. Nothing is
 // removed one by one. A Slot is all zero when empty and tells its hash.
+// Where each key was declared first may be kept beside the slots, for the
+// finding of a repeat: only runs that show positions ask for it.
 template <class Slot>
 class SlotTable {
  public:
@@ -102,7 +106,17 @@ class SlotTable {
     *slot = value;
     ++m_size;
   }
+  void setPlace(const Slot* slot, const kit::config::Anchor& place) {
+    if (m_places == nullptr) m_places = static_cast<kit::config::Anchor*>(allocateTable(std::size_t(m_mask) + 1, sizeof place));
+    m_places[slot - m_slots] = place;
+  }
+  // The place kept for a filled slot; none when no place was kept.
+  kit::config::Location placeOf(const Slot* slot) const {
+    return m_places == nullptr ? kit::config::Location{} : kit::config::locate(m_places[slot - m_slots]);
+  }
   void release() noexcept {
+    support::release(m_places);
+    m_places = nullptr;
     support::release(m_block);
     m_block = nullptr;
     m_slots = nullptr;
@@ -115,19 +129,25 @@ class SlotTable {
     if (count == 0) count = m_slots == nullptr ? 16 : (std::size_t(m_mask) + 1) * 2;
     void* oldBlock = m_block;
     Slot* old = m_slots;
+    kit::config::Anchor* oldPlaces = m_places;
     const std::size_t oldCount = old == nullptr ? 0 : std::size_t(m_mask) + 1;
     m_block = allocateTable(count, sizeof(Slot));
     m_slots = static_cast<Slot*>(cacheLineAligned(m_block));
     m_mask = static_cast<uint32_t>(count - 1);
+    if (oldPlaces != nullptr) m_places = static_cast<kit::config::Anchor*>(allocateTable(count, sizeof *m_places));
     for (std::size_t i = 0; i < oldCount; ++i) {
       if (old[i].empty()) continue;
-      *probe(old[i].hash(), [](const Slot&) { return false; }) = old[i];
+      Slot* slot = probe(old[i].hash(), [](const Slot&) { return false; });
+      *slot = old[i];
+      if (oldPlaces != nullptr) m_places[slot - m_slots] = oldPlaces[i];
     }
+    support::release(oldPlaces);
     support::release(oldBlock);
   }
 
   void* m_block = nullptr;
   Slot* m_slots = nullptr;
+  kit::config::Anchor* m_places = nullptr;
   uint32_t m_mask = 0;
   uint32_t m_size = 0;
 };
@@ -145,22 +165,24 @@ inline bool sameName(uint32_t storedSizePlusOne, const char* stored, std::string
 class NameSet {
  public:
   // True when the key was added, false when an equal key was there already.
-  bool insert(std::string_view key) {
-    key = asCString(key);
-    const uint32_t hash = hashOf(key);
-    m_table.reserveOne();
-    Slot* slot = m_table.probe(hash, Same{key, hash});
-    if (!slot->empty()) return false;
-    Slot value{hash, static_cast<uint32_t>(key.size()) + 1, {}};
-    if (key.size() <= kInline) {
-      if (!key.empty()) std::memcpy(value.bytes, key.data(), key.size());  // an empty view may hold no pointer
-    } else {
-      char* copy = static_cast<char*>(m_keys.allocate(key.size(), 1));
-      std::memcpy(copy, key.data(), key.size());
-      std::memcpy(value.bytes, &copy, sizeof copy);
-    }
-    m_table.fill(slot, value);
+  // With positions wanted, `place()` (an Anchor) is kept for firstPlace.
+  template <class Place>
+  bool insert(std::string_view key, Place place) {
+    const Slot* slot = nullptr;
+    if (!insertSlot(key, slot)) return false;
+    if (kit::config::positionsWanted()) m_table.setPlace(slot, place());
     return true;
+  }
+  bool insert(std::string_view key) {
+    const Slot* slot = nullptr;
+    return insertSlot(key, slot);
+  }
+  // Where the key was inserted first, when a place was kept.
+  kit::config::Location firstPlace(std::string_view key) const {
+    if (m_table.isEmpty()) return {};
+    key = asCString(key);
+    const Slot* slot = m_table.probe(hashOf(key), Same{key, hashOf(key)});
+    return slot->empty() ? kit::config::Location{} : m_table.placeOf(slot);
   }
   bool contains(std::string_view key) const {
     if (m_table.isEmpty()) return false;
@@ -200,58 +222,25 @@ class NameSet {
   };
   static uint32_t hashOf(std::string_view key) { return nameHash(key); }
 
-  SlotTable<Slot> m_table;
-  KeyArena m_keys;
-};
-
-// Names with a small piece of data each, the first recorded kept; the keys
-// are compared as NameSet compares them.
-template <class Data>
-class NameMap {
- public:
-  // Records `data` for a key not seen before; false for a repeat.
-  template <class Make>
-  bool insert(std::string_view key, Make makeData) {
+  // Adds the key; `filled` is its slot.
+  bool insertSlot(std::string_view key, const Slot*& filled) {
     key = asCString(key);
     const uint32_t hash = hashOf(key);
     m_table.reserveOne();
     Slot* slot = m_table.probe(hash, Same{key, hash});
     if (!slot->empty()) return false;
-    char* copy = key.empty() ? nullptr : static_cast<char*>(m_keys.allocate(key.size(), 1));
-    if (copy != nullptr) std::memcpy(copy, key.data(), key.size());
-    m_table.fill(slot, Slot{hash, static_cast<uint32_t>(key.size()) + 1, copy, makeData()});
+    Slot value{hash, static_cast<uint32_t>(key.size()) + 1, {}};
+    if (key.size() <= kInline) {
+      if (!key.empty()) std::memcpy(value.bytes, key.data(), key.size());  // an empty view may hold no pointer
+    } else {
+      char* copy = static_cast<char*>(m_keys.allocate(key.size(), 1));
+      std::memcpy(copy, key.data(), key.size());
+      std::memcpy(value.bytes, &copy, sizeof copy);
+    }
+    m_table.fill(slot, value);
+    filled = slot;
     return true;
   }
-  // The data of `key`, or null.
-  const Data* find(std::string_view key) const {
-    if (m_table.isEmpty()) return nullptr;
-    key = asCString(key);
-    const uint32_t hash = hashOf(key);
-    const Slot* slot = m_table.probe(hash, Same{key, hash});
-    return slot->empty() ? nullptr : &slot->data;
-  }
-  void destroy() {
-    m_table.release();
-    m_keys.release();
-  }
-
- private:
-  struct Slot {
-    uint32_t hashBits;
-    uint32_t sizePlusOne;  // 0: empty
-    const char* key;
-    Data data;
-    bool empty() const { return sizePlusOne == 0; }
-    uint32_t hash() const { return hashBits; }
-  };
-  struct Same {
-    std::string_view key;
-    uint32_t hash;
-    bool operator()(const Slot& slot) const {
-      return slot.hashBits == hash && sameName(slot.sizePlusOne, slot.key, key);
-    }
-  };
-  static uint32_t hashOf(std::string_view key) { return nameHash(key); }
 
   SlotTable<Slot> m_table;
   KeyArena m_keys;
@@ -259,12 +248,27 @@ class NameMap {
 
 class IntSet {
  public:
+  // As NameSet::insert.
+  template <class Place>
+  bool insert(int32_t key, Place place) {
+    m_table.reserveOne();
+    Slot* slot = m_table.probe(hashOf(key), Same{key});
+    if (!slot->empty()) return false;
+    m_table.fill(slot, Slot{static_cast<uint32_t>(key), 1});
+    if (kit::config::positionsWanted()) m_table.setPlace(slot, place());
+    return true;
+  }
   bool insert(int32_t key) {
     m_table.reserveOne();
     Slot* slot = m_table.probe(hashOf(key), Same{key});
     if (!slot->empty()) return false;
     m_table.fill(slot, Slot{static_cast<uint32_t>(key), 1});
     return true;
+  }
+  kit::config::Location firstPlace(int32_t key) const {
+    if (m_table.isEmpty()) return {};
+    const Slot* slot = m_table.probe(hashOf(key), Same{key});
+    return slot->empty() ? kit::config::Location{} : m_table.placeOf(slot);
   }
   bool contains(int32_t key) const { return !m_table.isEmpty() && !m_table.probe(hashOf(key), Same{key})->empty(); }
   std::size_t size() const { return m_table.size(); }

@@ -130,25 +130,6 @@ inline Location locateOr(const kit::config::Value& value, const kit::config::Val
 // A line only the text form shows (the section headings of --verbose).
 void textLine(std::string_view line);
 
-// Where each name of a registry was first declared; kept only while
-// positions are wanted, so a text run pays nothing for it. Few names are
-// ever declared again, so a place's line and columns wait until one is.
-struct FirstPlaces {
-  void note(std::string_view name, const kit::config::Value& value) {
-    if (kit::config::positionsWanted()) places.insert(name, [&] { return kit::config::anchor(value); });
-  }
-  void noteKey(std::string_view name, const kit::config::bcf_iterator& entry) {
-    if (kit::config::positionsWanted()) places.insert(name, [&] { return kit::config::anchorKey(entry); });
-  }
-  Location of(std::string_view name) const {
-    const kit::config::Anchor* at = places.find(name);
-    return at == nullptr ? Location{} : kit::config::locate(*at);
-  }
-  void clear() { places.destroy(); }
-
-  NameMap<kit::config::Anchor> places;
-};
-
 // --- The engine's part -------------------------------------------------
 
 // One listed file's parse: `fileStart` before it, `fileDone` after, with the

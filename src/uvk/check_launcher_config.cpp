@@ -22,17 +22,14 @@ int checkLauncherConfig(const Value& launcher) {
     return 1;
   }
   support::NameSet domains;
-  support::FirstPlaces places;
   int result = 0;
   for (auto it = launcher.begin(), end = launcher.end(); it != end; ++it) {
     std::string_view name = it.key();
     Value settings = it.value();
-    bool repeated = !domains.insert(name);
+    bool repeated = !domains.insert(name, [&] { return kit::config::anchorKey(it); });
     if (repeated) {
-      support::duplicate(support::rules::U15, locateKey(it), places.of(name), kAsk, "UVK::launcher: '", name,
+      support::duplicate(support::rules::U15, locateKey(it), domains.firstPlace(name), kAsk, "UVK::launcher: '", name,
                          "' is defined more than once");
-    } else {
-      places.noteKey(name, it);
     }
     if (!settings.isDictionary()) {
       support::error(support::rules::U16, locate(settings), kAsk, "UVK::launcher: '", name, "' is not a dictionary");

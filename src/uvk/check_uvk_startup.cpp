@@ -78,7 +78,7 @@ bool isStartupMode(std::string_view mode) {
 // Returns 1 when the entry's value breaks its rule, after reporting it.
 int checkTopEntry(const TopEntry& entry, const Value& value) {
   std::string_view item = entry.item.empty() ? entry.key : entry.item;
-  const kit::config::Location at = locate(value);
+  auto at = [&value] { return locate(value); };  // placed only for a finding
   int32_t number = 0;
   switch (entry.rule) {
     case Rule::Launcher:
@@ -88,7 +88,7 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::Systracker: {
       std::string filename;
       if (!value.isDictionary()) {
-        support::error(support::rules::U7, at, kAsk, "UVK: item 'systracker' is not a dictionary");
+        support::error(support::rules::U7, at(), kAsk, "UVK: item 'systracker' is not a dictionary");
       } else if (value.get("filename").getString(filename) != 0) {
         support::error(support::rules::U8, support::locateOr(value.get("filename"), value), kAsk,
                        "UVK: missing entry 'filename' in item 'systracker'");
@@ -100,9 +100,9 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::StartupMode: {
       std::string mode;
       if (value.getString(mode) != 0) {
-        support::error(support::rules::U5, at, kAsk, "UVK: item '", item, "' is not a string");
+        support::error(support::rules::U5, at(), kAsk, "UVK: item '", item, "' is not a string");
       } else if (!isStartupMode(mode)) {
-        support::error(support::rules::U6, at, kAsk, "UVK: item '", item, "' contains an undefined value '", mode, "'");
+        support::error(support::rules::U6, at(), kAsk, "UVK: item '", item, "' contains an undefined value '", mode, "'");
       } else {
         return 0;
       }
@@ -112,25 +112,25 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
     case Rule::Boolean: {
       bool flag = false;
       if (value.getBool(flag) == 0) return 0;
-      support::error(support::rules::U9, at, kAsk, "UVK: item '", item,
+      support::error(support::rules::U9, at(), kAsk, "UVK: item '", item,
                      entry.rule == Rule::Bool ? "' is not a bool value" : "' is not a boolean value");
       return 1;
     }
     case Rule::Version:
       number = -1;
       if (value.getInt(number) == 0 && number >= 0) return 0;
-      support::error(support::rules::U4, at, kAsk, "UVK: item '", item, "' missing or less than 0");
+      support::error(support::rules::U4, at(), kAsk, "UVK: item '", item, "' missing or less than 0");
       return 1;
     case Rule::Positive:
       number = -1;
       if (value.getInt(number) == 0 && number > 0) return 0;
-      support::error(support::rules::U10, at, kAsk, "UVK: item '", item, "' is not an integer value or less or equal than 0");
+      support::error(support::rules::U10, at(), kAsk, "UVK: item '", item, "' is not an integer value or less or equal than 0");
       return 1;
     case Rule::NotNegative:
       if (value.getInt(number) != 0) {
-        support::error(support::rules::U11, at, kAsk, "UVK: item '", item, "' is not an integer value");
+        support::error(support::rules::U11, at(), kAsk, "UVK: item '", item, "' is not an integer value");
       } else if (number < 0) {
-        support::error(support::rules::U12, at, kAsk, "UVK: item '", item, "' is a negative value");
+        support::error(support::rules::U12, at(), kAsk, "UVK: item '", item, "' is a negative value");
       } else {
         return 0;
       }
