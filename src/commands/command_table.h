@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
+#include <utility>
 
 namespace commands {
 
@@ -40,6 +42,12 @@ const Command* findCommand(std::string_view name);
 
 // The members allowed for commands of `code`; empty for an unused code.
 ParamSet parameterSet(int32_t code);
+
+// Every command, in the order of their codes.
+std::span<const Command> allCommands();
+
+// Every member but "cmd" with its bit.
+std::span<const std::pair<std::string_view, Param>> paramNames();
 
 // The bit of member `key`, or 0 when no command takes such a member.
 ParamSet paramBit(std::string_view key);

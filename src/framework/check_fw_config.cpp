@@ -14,7 +14,6 @@ namespace framework {
 
 namespace {
 constexpr std::string_view kTag = "[checkFWConfig]: ";
-const char* const kProcessKeys[] = {"name", "exec", "priority", "id", "node", "environment", "transport", "servicemgr"};
 }
 
 int checkNode(std::string_view name, const kit::config::Value& node) {
@@ -48,7 +47,12 @@ int checkFWConfig(const char* path, const kit::config::Value& root, bool verbose
   if (Verbose) support::textLine("--------------------- Nodes -------------------------");
   for (auto it = nodes.begin(), end = nodes.end(); it != end; ++it) {
     std::string_view name = it.key();
-    if (support::SymbolIndex* index = support::symbols()) index->declare(support::SymbolKind::Node, name, kit::config::locateKey(it));
+    if (support::SymbolIndex* index = support::symbols()) {
+      index->declare(support::SymbolKind::Node, name, kit::config::locateKey(it));
+      const kit::config::Value transport = it.value().get("transport");
+      index->factKeys("comm", transport.get("comm"));
+      index->factKeys("tracing", transport.get("tracing"));
+    }
     if (!NodeNames.insert(name, [&] { return kit::config::anchorKey(it); })) {
       support::duplicate(support::rules::F4, kit::config::locateKey(it), NodeNames.firstPlace(name), kTag, "node name ", name,
                          " is defined more than once");

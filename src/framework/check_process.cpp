@@ -74,7 +74,12 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
     support::error(support::rules::F16, locateOr(nodeValue, entry), "?", "process '", name, "' has no 'node' definition");
     error = true;
   }
-  if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::Node, nodeValue);
+  if (support::SymbolIndex* index = support::symbols()) {
+    index->use(support::UseKind::Node, nodeValue);
+    index->fact("node", nodeValue);
+    index->fact("id", p.id);
+    index->fact("exec", p.exec);
+  }
   if (!nodes.get(node).isDictionary()) {
     support::error(support::rules::F17, locateOr(nodeValue, entry), "?", "node '", node, "' for process '", name,
                    "' is not defined in the 'nodes' dictionary");

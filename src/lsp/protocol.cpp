@@ -6,6 +6,7 @@
 
 #include "driver/formats.h"
 #include "engine/check.h"
+#include "lsp/assist.h"
 #include "lsp/workspace.h"
 #include "platform/tbx.h"
 
@@ -170,7 +171,9 @@ void initialize(Server& s, const json& id, const json& params) {
   reply(s, id,
         {{"capabilities",
           {{"positionEncoding", kNames[static_cast<int>(s.encoding)]},
-           {"textDocumentSync", {{"openClose", true}, {"change", 2}, {"save", {{"includeText", false}}}}}}},
+           {"textDocumentSync", {{"openClose", true}, {"change", 2}, {"save", {{"includeText", false}}}}},
+           {"hoverProvider", true},
+           {"completionProvider", {{"triggerCharacters", {"\""}}}}}},
          {"serverInfo", {{"name", "cfgcheck"}, {"version", driver::kVersion}}}});
 }
 
@@ -284,6 +287,18 @@ bool didChangeConfiguration(Server& s, const json& params) {
   return true;
 }
 
+// --- Hover and completion ----------------------------------------------------
+
+// From the last run: a request checks nothing again, however large the system.
+void assist(Server& s, const std::string& method, const json& id, const json& params) {
+  const json* uri = documentUri(params);
+  const json* at = object(params, "position");
+  const std::optional<Position> where = at != nullptr ? position(*at) : std::nullopt;
+  if (uri == nullptr || !where) return fail(s, id, kInvalidParams, method + " needs a document and a position");
+  const std::string& name = uri->get_ref<const std::string&>();
+  reply(s, id, method == "textDocument/hover" ? hover(s.ws, name, *where, s.encoding) : completion(s.ws, name, *where, s.encoding));
+}
+
 // --- Dispatch ---------------------------------------------------------------
 
 void request(Server& s, const std::string& method, const json& id, const json& params) {
@@ -301,6 +316,7 @@ void request(Server& s, const std::string& method, const json& id, const json& p
     s.stage = Server::Stage::ShuttingDown;
     return reply(s, id, nullptr);
   }
+  if (method == "textDocument/hover" || method == "textDocument/completion") return assist(s, method, id, params);
   fail(s, id, kMethodNotFound, "unknown method " + method);
 }
 

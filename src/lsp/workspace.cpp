@@ -239,7 +239,11 @@ void checkSystem(Workspace& ws, const std::string& folder, std::vector<CheckedFi
       if (file.name == f.file) file.findings.push_back(std::move(f));
   };
   engine::check(std::span<const engine::Source>(sources), options, sink);
-  for (CheckedFile& file : files) out.push_back(std::move(file));
+  system.findings = {};
+  for (CheckedFile& file : files) {
+    system.findings[static_cast<std::size_t>(knownIndex(file.name))] = file.findings;
+    out.push_back(std::move(file));
+  }
 }
 
 void checkDocument(Workspace& ws, const std::string& uri, std::vector<CheckedFile>& out) {

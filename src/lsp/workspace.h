@@ -48,6 +48,7 @@ struct System {
   std::array<bool, 4> diskRead{};
   std::array<std::string, 4> published;  // the URI last given findings, per file
   support::SymbolIndex symbols;          // of the last run
+  std::array<std::vector<support::Finding>, 4> findings;  // of the last run, per file
 };
 
 // One file's findings of a run, for the client.

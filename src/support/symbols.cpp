@@ -36,6 +36,7 @@ void SymbolIndex::declare(SymbolKind kind, std::string_view name, kit::config::L
   Declaration d{kind, std::string(name), currentFile(), at, {}, {}};
   if (kind != SymbolKind::Process && kind != SymbolKind::Node) d.process = process;
   if (kind == SymbolKind::BundleApp) d.bundle = bundle;
+  if (kind == SymbolKind::Process || kind == SymbolKind::Node) owner = static_cast<uint32_t>(declarations.size());
   declarations.push_back(std::move(d));
 }
 
@@ -45,6 +46,7 @@ void SymbolIndex::declare(SymbolKind kind, const kit::config::Value& name) {
     declare(kind, text, kit::config::locate(name));
   } else if (kind == SymbolKind::Process) {
     process.clear();  // its applications belong to no name
+    owner = UINT32_MAX;
   }
 }
 
@@ -60,6 +62,23 @@ void SymbolIndex::use(UseKind kind, const kit::config::Value& name) {
 void SymbolIndex::useNodeKeys(const kit::config::Value& object) {
   for (auto it = object.begin(), end = object.end(); it != end; ++it)
     if (it.key() != "*") use(UseKind::Node, it.key(), kit::config::locateKey(it));
+}
+
+void SymbolIndex::fact(std::string_view label, const kit::config::Value& value) {
+  if (owner == UINT32_MAX) return;
+  std::string text;
+  int32_t number = 0;
+  if (value.getString(text) != 0) {
+    if (value.getInt(number) != 0) return;
+    text = std::to_string(number);
+  }
+  facts.push_back(Fact{owner, std::string(label), std::move(text)});
+}
+
+void SymbolIndex::factKeys(std::string_view label, const kit::config::Value& object) {
+  std::string keys;
+  for (auto it = object.begin(), end = object.end(); it != end; ++it) keys.append(keys.empty() ? "" : ", ").append(it.key());
+  if (owner != UINT32_MAX && !keys.empty()) facts.push_back(Fact{owner, std::string(label), std::move(keys)});
 }
 
 void SymbolIndex::resolve() {

@@ -53,6 +53,19 @@ struct SymbolIndex {
   // The process and bundle whose applications are being declared: the
   // framework file declares them before their applications.
   std::string process, bundle;
+
+  // What hover tells of a process or node besides its name: ("node", "hu"),
+  // ("comm", "hu, ic, *"). Each belongs to the process or node declared last.
+  struct Fact {
+    uint32_t declaration;
+    std::string label, value;
+  };
+  std::vector<Fact> facts;
+  // A string or integer value; nothing for one of another type.
+  void fact(std::string_view label, const kit::config::Value& value);
+  // The keys of `object`, joined.
+  void factKeys(std::string_view label, const kit::config::Value& object);
+  uint32_t owner = UINT32_MAX;  // the declaration facts go to; none while a process has no name
 };
 
 // The index of the current run, or null when the run wants none.
