@@ -1,6 +1,7 @@
 #include "lsp/assist.h"
 
-#include <set>
+#include <algorithm>
+#include <unordered_set>
 #include <string_view>
 #include <vector>
 
@@ -135,8 +136,7 @@ std::size_t lineStart(std::string_view text, std::size_t offset) {
 
 json lspPosition(std::string_view text, std::size_t offset, Encoding encoding) {
   const std::size_t start = lineStart(text, offset);
-  uint32_t line = 0;
-  for (std::size_t i = 0; i < start; ++i) line += text[i] == '\n';
+  const auto line = static_cast<uint32_t>(std::count(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(start), '\n'));
   std::size_t end = text.find('\n', start);
   if (end == std::string_view::npos) end = text.size();
   return {{"line", line}, {"character", columnOf(text.substr(start, end - start), offset - start, encoding)}};
@@ -245,16 +245,18 @@ enum ItemKind { Function = 3, Property = 10, Module = 9, Class = 7, Interface = 
 struct Items {
   const Context& c;
   json range;
+  bool shared;  // the client takes one range for all items
   json list = json::array();
-  std::set<std::string, std::less<>> seen;
+  std::unordered_set<std::string_view> seen;
 
-  void add(std::string_view label, ItemKind kind, std::string_view detail = {}) {
-    if (!seen.emplace(label).second) return;
-    std::string quoted = json(label).dump();
-    if (c.slot == Context::Slot::Key && !c.inString) quoted += ": ";
-    json item{{"label", label}, {"kind", kind}, {"textEdit", {{"range", range}, {"newText", quoted}}}};
-    if (c.inString) item["filterText"] = json(label).dump();
-    if (!detail.empty()) item["detail"] = detail;
+  void add(std::string_view label, ItemKind kind) {
+    if (!seen.insert(label).second) return;
+    json item{{"label", label}, {"kind", kind}};
+    // Within a string its content is replaced by the label; elsewhere a string is written.
+    std::string text;
+    if (!c.inString) text = json(label).dump() + (c.slot == Context::Slot::Key ? ": " : "");
+    if (shared && !text.empty()) item["textEditText"] = std::move(text);
+    else if (!shared) item["textEdit"] = {{"range", range}, {"newText", text.empty() ? json(label) : json(std::move(text))}};
     list.push_back(std::move(item));
   }
   void add(std::initializer_list<std::string_view> labels, ItemKind kind) {
@@ -262,9 +264,9 @@ struct Items {
   }
   void names(const System& system, bool processes, bool applications, bool nodes) {
     for (const Declaration& d : system.symbols.declarations) {
-      if (d.kind == SymbolKind::Process && processes) add(d.name, Module, "process");
-      if ((d.kind == SymbolKind::SingleApp || d.kind == SymbolKind::BundleApp) && applications) add(d.name, Class, "application");
-      if (d.kind == SymbolKind::Node && nodes) add(d.name, Interface, "node");
+      if (d.kind == SymbolKind::Process && processes) add(d.name, Module);
+      if ((d.kind == SymbolKind::SingleApp || d.kind == SymbolKind::BundleApp) && applications) add(d.name, Class);
+      if (d.kind == SymbolKind::Node && nodes) add(d.name, Interface);
     }
   }
 };
@@ -286,7 +288,7 @@ void values(Items& items, const Context& c, const Subject& s) {
   if (inCommand(c, s.name)) {
     const commands::Command* command = commands::findCommand(top.string("cmd"));
     if (member == "cmd") {
-      for (const commands::Command& each : commands::allCommands()) items.add(each.name, Function, "command");
+      for (const commands::Command& each : commands::allCommands()) items.add(each.name, Function);
     } else if (member == "app") {
       const bool processes = command == nullptr || command->app == commands::AppIn::Processes;
       const bool applications = command == nullptr || command->app == commands::AppIn::Applications;
@@ -381,18 +383,25 @@ json hover(const Workspace& ws, const std::string& uri, Position at, Encoding en
   return {{"contents", {{"kind", "markdown"}, {"value", contents}}}, {"range", lspRange(text, span.first, span.second, encoding)}};
 }
 
-json completion(const Workspace& ws, const std::string& uri, Position at, Encoding encoding) {
+json completion(const Workspace& ws, const std::string& uri, Position at, Encoding encoding, bool sharedRange) {
   const Subject s = subject(ws, uri);
   if (s.system == nullptr) return nullptr;
   const std::string_view text = s.doc->text;
   const Context c = locate(text, offsetOf(text, at, encoding));
   if (c.slot == Context::Slot::None) return nullptr;
-  Items items{c, lspRange(text, c.tokenStart, c.tokenEnd, encoding), json::array(), {}};
+  std::size_t from = c.tokenStart, to = c.tokenEnd;
+  if (c.inString) {
+    ++from;
+    if (to > from && text[to - 1] == '"') --to;
+  }
+  Items items{c, lspRange(text, from, to, encoding), sharedRange, json::array(), {}};
   // Keys the object has already are not offered again.
   if (c.slot == Context::Slot::Key) items.seen.insert(c.frames.back().keys.begin(), c.frames.back().keys.end());
   if (c.slot == Context::Slot::Value) values(items, c, s);
   else keys(items, c, s);
-  return {{"isIncomplete", false}, {"items", std::move(items.list)}};
+  json list{{"isIncomplete", false}, {"items", std::move(items.list)}};
+  if (sharedRange) list["itemDefaults"] = {{"editRange", std::move(items.range)}};
+  return list;
 }
 
 }  // namespace lsp

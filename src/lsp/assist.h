@@ -13,6 +13,7 @@ namespace lsp {
 nlohmann::json hover(const Workspace& ws, const std::string& uri, Position at, Encoding encoding);
 
 // A CompletionList for `at`; null when the place takes nothing the system knows.
-nlohmann::json completion(const Workspace& ws, const std::string& uri, Position at, Encoding encoding);
+// With `sharedRange` the items' range is given once, as their default.
+nlohmann::json completion(const Workspace& ws, const std::string& uri, Position at, Encoding encoding, bool sharedRange);
 
 }  // namespace lsp

@@ -31,6 +31,7 @@ struct Server {
   Encoding encoding = Encoding::Utf16;
   enum class Stage { Fresh, Running, ShuttingDown } stage = Stage::Fresh;
   bool watchDynamically = false;
+  bool sharedEditRange = false;  // completion items may share their range
   int nextId = 1;
   bool exited = false;
   std::optional<Clock::time_point> due;  // when the pending changes are checked
@@ -165,6 +166,11 @@ void initialize(Server& s, const json& id, const json& params) {
     if (const json* watched = object(*workspace, "didChangeWatchedFiles"))
       if (const json* dynamic = member(*watched, "dynamicRegistration", json::value_t::boolean))
         s.watchDynamically = dynamic->get<bool>();
+  if (const json* document = object(*capabilities, "textDocument"))
+    if (const json* completion = object(*document, "completion"))
+      if (const json* list = object(*completion, "completionList"))
+        if (const json* defaults = member(*list, "itemDefaults", json::value_t::array))
+          for (const json& d : *defaults) s.sharedEditRange |= d == "editRange";
   if (const auto options = params.find("initializationOptions"); options != params.end()) applySettings(s, *options);
   static constexpr const char* kNames[] = {"utf-8", "utf-16", "utf-32"};
   s.stage = Server::Stage::Running;
@@ -296,7 +302,7 @@ void assist(Server& s, const std::string& method, const json& id, const json& pa
   const std::optional<Position> where = at != nullptr ? position(*at) : std::nullopt;
   if (uri == nullptr || !where) return fail(s, id, kInvalidParams, method + " needs a document and a position");
   const std::string& name = uri->get_ref<const std::string&>();
-  reply(s, id, method == "textDocument/hover" ? hover(s.ws, name, *where, s.encoding) : completion(s.ws, name, *where, s.encoding));
+  reply(s, id, method == "textDocument/hover" ? hover(s.ws, name, *where, s.encoding) : completion(s.ws, name, *where, s.encoding, s.sharedEditRange));
 }
 
 // --- Dispatch ---------------------------------------------------------------
