@@ -1,8 +1,8 @@
 #include "lsp/assist.h"
 
 #include <algorithm>
-#include <unordered_set>
 #include <string_view>
+#include <unordered_set>
 #include <vector>
 
 #include "commands/command_table.h"
