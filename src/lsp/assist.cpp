@@ -367,8 +367,10 @@ json hover(const Workspace& ws, const std::string& uri, Position at, Encoding en
   if (place) span = offsets(text, *place);
   if (!place) {
     const Context c = locate(text, offset);
+    const bool closed = c.tokenEnd > c.tokenStart + 1 && text[c.tokenEnd - 1] == '"';
     if (c.inString && c.member() == "cmd" && inCommand(c, s.name))
-      if (const commands::Command* command = commands::findCommand(text.substr(c.tokenStart + 1, c.tokenEnd - c.tokenStart - 2))) {
+      if (const commands::Command* command =
+              commands::findCommand(text.substr(c.tokenStart + 1, c.tokenEnd - c.tokenStart - (closed ? 2 : 1)))) {
         contents = describe(*command);
         span = {c.tokenStart, c.tokenEnd};
       }
