@@ -264,7 +264,7 @@ bool didSave(Server& s, const json& params) {
   // Saving may have followed changes to the others that the client made on disk.
   const std::string path = uriPath(uri->get<std::string>());
   const std::size_t slash = path.rfind('/');
-  for (const char* name : engine::kKnownFileNames)
+  for (const char* name : engine::knownFileNames())
     if (slash != std::string::npos) changedOnDisk(s.ws, pathUri(path.substr(0, slash + 1) + name));
   return true;
 }
