@@ -62,6 +62,34 @@ void SymbolIndex::useNodeKeys(const kit::config::Value& object) {
     if (it.key() != "*") use(UseKind::Node, it.key(), kit::config::locateKey(it));
 }
 
+void SymbolIndex::commandList(std::string_view label, const kit::config::Value& list) {
+  CommandList l{currentFile(), {}, std::string(label), {}, kit::config::locate(list), {}};
+  if (scopeFile == l.file) {
+    l.scope = scope;
+    l.scopeAt = scopeAt;
+  }
+  for (uint32_t i = 0; i < list.size(); ++i) {
+    const kit::config::Value entry = list.at(i);
+    CommandEntry e{i + 1, {}, {}, kit::config::locate(entry), {}};
+    e.end = e.at;
+    for (const char* key : {"cmd", "app"}) {
+      std::string_view text;
+      const kit::config::Value value = entry.get(key);
+      if (value.getString(text) != 0) continue;
+      (key[0] == 'c' ? e.cmd : e.app) = text;
+      e.end = kit::config::locate(value);
+    }
+    l.entries.push_back(std::move(e));
+  }
+  commandLists.push_back(std::move(l));
+}
+
+void SymbolIndex::enter(std::string_view name, kit::config::Location at) {
+  scope = name;
+  scopeAt = at;
+  scopeFile = currentFile();
+}
+
 void SymbolIndex::resolve() {
   std::unordered_map<std::string, uint32_t> first;
   for (uint32_t i = 0; i < declarations.size(); ++i)
