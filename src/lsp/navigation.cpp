@@ -227,13 +227,20 @@ struct Outline {
   }
 };
 
-// Stretches each symbol's range over its children's.
+// Stretches each symbol's range over its children's (a process's
+// applications may come before its name); a leaf loses its empty list.
 void stretch(json& symbol) {
   auto at = [](const json& p) { return std::pair(p["line"].get<uint32_t>(), p["character"].get<uint32_t>()); };
   if (!symbol.contains("children")) return;
+  if (symbol["children"].empty()) {
+    symbol.erase("children");
+    return;
+  }
+  json& range = symbol["range"];
   for (json& child : symbol["children"]) {
     stretch(child);
-    if (at(child["range"]["end"]) > at(symbol["range"]["end"])) symbol["range"]["end"] = child["range"]["end"];
+    if (at(child["range"]["start"]) < at(range["start"])) range["start"] = child["range"]["start"];
+    if (at(child["range"]["end"]) > at(range["end"])) range["end"] = child["range"]["end"];
   }
 }
 
@@ -276,7 +283,6 @@ json commandsOutline(const support::SymbolIndex& index, const std::string& file,
       json entry = o.symbol(name, kEvent, e.at);
       entry["range"]["end"] = lspRange(o.text, e.end, o.encoding)["end"];
       entry["selectionRange"] = entry["range"];
-      entry.erase("children");
       l["children"].push_back(std::move(entry));
     }
     if (list.scope.empty()) {
