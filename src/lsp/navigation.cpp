@@ -124,12 +124,8 @@ Answer definition(const Workspace& ws, const Place& at, Encoding encoding) {
   return {};
 }
 
-Answer references(const Workspace& ws, const Place& at, const json& params, Encoding encoding) {
-  const Declaration* symbol = target(at);
-  if (symbol == nullptr) return {};
-  const json& context = params.value("context", json::object());
-  const bool declarations = context.is_object() && context.value("includeDeclaration", false) == true;
-  const auto found = occurrences(at.system->symbols, *symbol, declarations);
+json locations(const Workspace& ws, const Place& at, const std::map<std::string, std::vector<Location>>& found,
+               Encoding encoding) {
   json result = json::array();
   for (const std::string& name : fileOrder()) {
     auto it = found.find(name);
@@ -137,7 +133,29 @@ Answer references(const Workspace& ws, const Place& at, const json& params, Enco
     const File file = fileOf(ws, at, name);
     for (const Location& l : it->second) result.push_back(locationOf(file, l, encoding));
   }
-  return ok(std::move(result));
+  return result;
+}
+
+// An undeclared name's references are the places that name it alike, a
+// node's the other nodes, anything else's the processes and applications.
+Answer undeclaredReferences(const Workspace& ws, const Place& at, Encoding encoding) {
+  const support::SymbolIndex& index = at.system->symbols;
+  auto here = std::find_if(index.uses.begin(), index.uses.end(), [&](const Use& u) { return covers(u.at, u.file, at); });
+  if (here == index.uses.end()) return ok(nullptr);
+  const bool node = here->kind == support::UseKind::Node;
+  std::map<std::string, std::vector<Location>> found;
+  for (const Use& u : index.uses)
+    if (u.declaration == Use::kUnresolved && u.name == here->name && (u.kind == support::UseKind::Node) == node)
+      found[u.file].push_back(u.at);
+  return ok(locations(ws, at, found, encoding));
+}
+
+Answer references(const Workspace& ws, const Place& at, const json& params, Encoding encoding) {
+  const Declaration* symbol = target(at);
+  if (symbol == nullptr) return undeclaredReferences(ws, at, encoding);
+  const json& context = params.value("context", json::object());
+  const bool declarations = context.is_object() && context.value("includeDeclaration", false) == true;
+  return ok(locations(ws, at, occurrences(at.system->symbols, *symbol, declarations), encoding));
 }
 
 const char* what(SymbolKind kind) {
