@@ -94,6 +94,7 @@ int checkCommandList(const Value& list, std::string_view label, std::string_view
 int checkCommand(const Value& entry, std::string_view label, uint32_t number, std::string_view tag) {
   Reporter report{label, number, tag};
   const Members members(entry);
+  if (support::SymbolIndex* index = support::symbols()) index->commandEntry(number, entry, members.cmd, members.app);
 
   std::string_view cmd;
   if (members.cmd.getString(cmd) != 0) {

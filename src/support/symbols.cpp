@@ -1,5 +1,7 @@
 #include "support/symbols.h"
 
+#include <tuple>
+
 #include "support/report.h"
 
 namespace support {
@@ -68,20 +70,22 @@ void SymbolIndex::commandList(std::string_view label, const kit::config::Value& 
     l.scope = scope;
     l.scopeAt = scopeAt;
   }
-  for (uint32_t i = 0; i < list.size(); ++i) {
-    const kit::config::Value entry = list.at(i);
-    CommandEntry e{i + 1, {}, {}, kit::config::locate(entry), {}};
-    e.end = e.at;
-    for (const char* key : {"cmd", "app"}) {
-      std::string_view text;
-      const kit::config::Value value = entry.get(key);
-      if (value.getString(text) != 0) continue;
-      (key[0] == 'c' ? e.cmd : e.app) = text;
-      e.end = kit::config::locate(value);
-    }
-    l.entries.push_back(std::move(e));
-  }
   commandLists.push_back(std::move(l));
+}
+
+void SymbolIndex::commandEntry(uint32_t number, const kit::config::Value& entry, const kit::config::Value& cmd,
+                               const kit::config::Value& app) {
+  if (commandLists.empty()) return;
+  CommandEntry e{number, {}, {}, kit::config::locate(entry), {}};
+  e.end = e.at;
+  for (const kit::config::Value* value : {&cmd, &app}) {
+    std::string_view text;
+    if (value->getString(text) != 0) continue;
+    (value == &cmd ? e.cmd : e.app) = text;
+    const kit::config::Location at = kit::config::locate(*value);
+    if (std::tie(at.line, at.column) > std::tie(e.end.line, e.end.column)) e.end = at;
+  }
+  commandLists.back().entries.push_back(std::move(e));
 }
 
 void SymbolIndex::enter(std::string_view name, kit::config::Location at) {

@@ -41,7 +41,7 @@ struct Use {
 struct CommandEntry {
   uint32_t number;
   std::string cmd, app;
-  kit::config::Location at, end;  // the entry's '{' and its last token read
+  kit::config::Location at, end;  // the entry's '{' and the later of its cmd and app
 };
 struct CommandList {
   std::string file, scope, label;
@@ -61,7 +61,10 @@ struct SymbolIndex {
   void use(UseKind kind, const kit::config::Value& name);
   // Every key of `object` but `*` names a node.
   void useNodeKeys(const kit::config::Value& object);
+  // A command list, then each of its entries as it is checked.
   void commandList(std::string_view label, const kit::config::Value& list);
+  void commandEntry(uint32_t number, const kit::config::Value& entry, const kit::config::Value& cmd,
+                    const kit::config::Value& app);
   // The lists checked until the next `enter` belong to `scope`; an empty one is the top level.
   void enter(std::string_view scope, kit::config::Location at);
   // Points each use at the first declaration of its name; after the checks.
