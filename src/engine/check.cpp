@@ -96,6 +96,13 @@ constexpr std::array<const char*, kKinds> kindNames() {
 }
 constexpr std::array<const char*, kKinds> kNames = kindNames();
 
+constexpr std::array<const char*, kKinds> namesInCheckOrder() {
+  std::array<const char*, kKinds> names{};
+  for (uint8_t i = 0; i < kKinds; ++i) names[i] = kKnownKinds[checkOrder()[i]].name;
+  return names;
+}
+constexpr std::array<const char*, kKinds> kNamesInCheckOrder = namesInCheckOrder();
+
 using KnownFiles = std::array<KnownFile, kKinds>;
 
 struct Run {
@@ -314,6 +321,8 @@ bool runContentChecks(const Run& run) {
 }  // namespace
 
 std::span<const char* const> knownFileNames() { return kNames; }
+
+std::span<const char* const> knownFilesInCheckOrder() { return kNamesInCheckOrder; }
 
 const char* knownName(std::string_view path) {
   const std::size_t kind = kindOf(path);

@@ -22,6 +22,8 @@ namespace engine {
 // The known files' names, in the order a path is tested for them: a path
 // that holds two of them is the first one only.
 std::span<const char* const> knownFileNames();
+// The same in the order their contents are checked: each after the files it needs.
+std::span<const char* const> knownFilesInCheckOrder();
 
 // The known name `path` contains (the first of knownFileNames() that it
 // does), or null for a file that is no known file.

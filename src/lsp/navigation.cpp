@@ -108,7 +108,8 @@ std::map<std::string, std::vector<Location>> occurrences(const support::SymbolIn
 
 // The files of a system in the order the engine reads them.
 std::vector<std::string> fileOrder() {
-  return {engine::kKnownFileNames[0], engine::kKnownFileNames[1], engine::kKnownFileNames[3], engine::kKnownFileNames[2]};
+  const auto names = engine::knownFilesInCheckOrder();
+  return {names.begin(), names.end()};
 }
 
 json locationOf(const File& file, Location at, Encoding encoding) {
