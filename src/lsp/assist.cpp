@@ -175,7 +175,7 @@ Subject subject(const Workspace& ws, const std::string& uri) {
   auto system = ws.systems.find(path.substr(0, slash));
   if (s.file < 0 || system == ws.systems.end()) return s;
   s.system = &system->second;
-  s.name = engine::kKnownFileNames[s.file];
+  s.name = engine::knownFileNames()[static_cast<std::size_t>(s.file)];
   return s;
 }
 
