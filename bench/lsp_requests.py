@@ -99,7 +99,9 @@ def main():
     texts = {name: open(os.path.join(folder, name), encoding="utf-8").read() for name in FILES}
 
     server = Server(args.cfgcheck)
-    capabilities, _ = server.request("initialize", {"processId": None, "rootUri": None, "capabilities": {}})
+    # As VS Code does: completion items share one range, given once.
+    client = {"textDocument": {"completion": {"completionList": {"itemDefaults": ["editRange"]}}}}
+    capabilities, _ = server.request("initialize", {"processId": None, "rootUri": None, "capabilities": client})
     capabilities = capabilities["capabilities"]
     server.send({"jsonrpc": "2.0", "method": "initialized", "params": {}})
     started = time.perf_counter()

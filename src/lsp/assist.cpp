@@ -156,8 +156,9 @@ std::pair<std::size_t, std::size_t> offsets(std::string_view text, support::Loca
 
 // --- What the system knows --------------------------------------------------
 
+// A known file of a checked system: the editor's text when it is open, else the one on disk.
 struct Subject {
-  const Document* doc = nullptr;
+  std::string_view text;
   const System* system = nullptr;
   int file = -1;  // index among the known files
   std::string_view name;
@@ -166,16 +167,19 @@ struct Subject {
 Subject subject(const Workspace& ws, const std::string& uri) {
   Subject s;
   auto doc = ws.documents.find(uri);
-  if (doc == ws.documents.end()) return s;
-  s.doc = &doc->second;
-  const std::string& path = doc->second.path;
+  const std::string path = doc != ws.documents.end() ? doc->second.path : uriPath(uri);
   const std::size_t slash = path.rfind('/');
   if (slash == std::string::npos) return s;
-  s.file = knownIndex(std::string_view(path).substr(slash + 1));
+  const int file = knownIndex(std::string_view(path).substr(slash + 1));
   auto system = ws.systems.find(path.substr(0, slash));
-  if (s.file < 0 || system == ws.systems.end()) return s;
+  if (file < 0 || system == ws.systems.end()) return s;
+  const auto i = static_cast<std::size_t>(file);
+  if (doc != ws.documents.end()) s.text = doc->second.text;
+  else if (system->second.disk[i]) s.text = *system->second.disk[i];
+  else return s;
   s.system = &system->second;
-  s.name = engine::knownFileNames()[static_cast<std::size_t>(s.file)];
+  s.file = file;
+  s.name = engine::knownFileNames()[i];
   return s;
 }
 
@@ -343,7 +347,7 @@ void keys(Items& items, const Context& c, const Subject& s) {
 json hover(const Workspace& ws, const std::string& uri, Position at, Encoding encoding) {
   const Subject s = subject(ws, uri);
   if (s.system == nullptr) return nullptr;
-  const std::string_view text = s.doc->text;
+  const std::string_view text = s.text;
   const std::size_t offset = offsetOf(text, at, encoding);
   const std::size_t start = lineStart(text, offset);
   std::size_t lineEnd = text.find('\n', start);
@@ -388,7 +392,7 @@ json hover(const Workspace& ws, const std::string& uri, Position at, Encoding en
 json completion(const Workspace& ws, const std::string& uri, Position at, Encoding encoding, bool sharedRange) {
   const Subject s = subject(ws, uri);
   if (s.system == nullptr) return nullptr;
-  const std::string_view text = s.doc->text;
+  const std::string_view text = s.text;
   const Context c = locate(text, offsetOf(text, at, encoding));
   if (c.slot == Context::Slot::None) return nullptr;
   std::size_t from = c.tokenStart, to = c.tokenEnd;
