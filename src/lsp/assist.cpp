@@ -244,6 +244,7 @@ std::string describe(const commands::Command& c) {
 
 // --- Completion -------------------------------------------------------------
 
+// The protocol's CompletionItemKind values we give.
 enum ItemKind { Function = 3, Property = 10, Module = 9, Class = 7, Interface = 8, EnumMember = 20 };
 
 struct Items {
@@ -308,7 +309,7 @@ void values(Items& items, const Context& c, const Subject& s) {
     items.add({"ignore", "reset"}, EnumMember);
   } else if (member == "node" && s.name == "framework.json" && c.frames.size() == 3 && c.at(1)->key == "procs") {
     items.names(*s.system, false, false, true);
-  } else if (member == "launcher" && s.name == "uvkstartup.json") {
+  } else if (member == "launcher" && s.name == "uvkstartup.json" && c.frames.size() == 3) {
     items.names(*s.system, false, true, false);
   }
 }
