@@ -74,6 +74,9 @@ const Command* findCommand(std::string_view name) {
   return it != kByName.end() && (*it)->name == name ? *it : nullptr;
 }
 
+std::span<const Command> allCommands() { return kCommands; }
+std::span<const std::pair<std::string_view, Param>> allParams() { return kParamNames; }
+
 ParamSet parameterSet(int32_t code) { return code >= 0 && code <= kMaxCode ? kParamsByCode[code] : 0; }
 
 ParamSet paramBit(std::string_view key) {

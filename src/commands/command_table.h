@@ -3,7 +3,9 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string_view>
+#include <utility>
 
 namespace commands {
 
@@ -34,6 +36,10 @@ struct Command {
   AppIn app;
   Rule rule;
 };
+
+// Every command, and every member with its bit.
+std::span<const Command> allCommands();
+std::span<const std::pair<std::string_view, Param>> allParams();
 
 // The command named exactly `name`, or null.
 const Command* findCommand(std::string_view name);

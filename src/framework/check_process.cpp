@@ -25,7 +25,8 @@ bool checkSimpleKeys(ProcessMembers& p) {
     if (Value* slot = p.slot(key)) {
       if (!slot->isPresent()) *slot = it.value();
     } else if (!ProcessKeys.contains(key)) {
-      support::error(support::rules::F10, kit::config::locateKey(it), "?", "process key '", key, "' not defined for processes");
+      support::misspelt(support::rules::F10, kit::config::locateKey(it), key, [](const auto& offer) { ProcessKeys.forEach(offer); }, "?",
+                        "process key '", key, "' not defined for processes");
       error = true;
     }
   }
@@ -76,8 +77,8 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
   }
   if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::Node, nodeValue);
   if (!nodes.get(node).isDictionary()) {
-    support::error(support::rules::F17, locateOr(nodeValue, entry), "?", "node '", node, "' for process '", name,
-                   "' is not defined in the 'nodes' dictionary");
+    support::misspelt(support::rules::F17, locateOr(nodeValue, entry), node, declaredNodes(nodes), "?", "node '", node, "' for process '",
+                      name, "' is not defined in the 'nodes' dictionary");
     error = true;
   }
   if (name == "traceserver") {

@@ -71,6 +71,8 @@ void contentStart(std::string_view path) {
 
 void transportLine(std::string_view line) { emit(&engine::Sink::transportLine, line); }
 
+bool wantsSuggestions() { return state().format != Format::Text && state().format != Format::Junit; }
+
 bool wantsTransportEntries() { return state().format == Format::Json; }
 
 void transportEntry(TransportEntry&& entry) { emit(&engine::Sink::transportEntry, std::move(entry)); }
