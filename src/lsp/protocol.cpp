@@ -6,6 +6,7 @@
 
 #include "driver/formats.h"
 #include "engine/check.h"
+#include "lsp/code_actions.h"
 #include "lsp/workspace.h"
 #include "platform/tbx.h"
 
@@ -120,6 +121,7 @@ json diagnostic(const support::Finding& f, const CheckedFile& file, const std::v
       related.push_back({{"location", {{"uri", there->uri}, {"range", range(*there, r.at, encoding)}}}, {"message", r.message}});
   }
   if (!related.empty()) d["relatedInformation"] = std::move(related);
+  if (json data = fixData(f); !data.is_null()) d["data"] = std::move(data);
   return d;
 }
 
@@ -170,7 +172,8 @@ void initialize(Server& s, const json& id, const json& params) {
   reply(s, id,
         {{"capabilities",
           {{"positionEncoding", kNames[static_cast<int>(s.encoding)]},
-           {"textDocumentSync", {{"openClose", true}, {"change", 2}, {"save", {{"includeText", false}}}}}}},
+           {"textDocumentSync", {{"openClose", true}, {"change", 2}, {"save", {{"includeText", false}}}}},
+           {"codeActionProvider", {{"codeActionKinds", {"quickfix"}}}}}},
          {"serverInfo", {{"name", "cfgcheck"}, {"version", driver::kVersion}}}});
 }
 
@@ -301,6 +304,7 @@ void request(Server& s, const std::string& method, const json& id, const json& p
     s.stage = Server::Stage::ShuttingDown;
     return reply(s, id, nullptr);
   }
+  if (method == "textDocument/codeAction") return reply(s, id, codeActions(params));
   fail(s, id, kMethodNotFound, "unknown method " + method);
 }
 
