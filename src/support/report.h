@@ -69,6 +69,7 @@ struct ReportState {
   Format format = Format::Text;
   std::string file;
   const engine::Sink* sink = nullptr;  // null: findings go nowhere
+  std::size_t suggestionCandidates = 0;
 };
 using ReportScope = platform::RunScope<ReportState>;
 
@@ -124,8 +125,12 @@ void info(const Rule& rule, Location at, std::string_view mark, const Parts&... 
   report(finding(rule, at, mark, parts...));
 }
 
-// Whether the format shows suggestions: the others do not spend time on them.
+// Whether the format shows suggestions (the others spend no time on them)
+// and the run has not spent its budget: a system with thousands of names and
+// thousands of findings about them would take minutes to suggest for all.
 bool wantsSuggestions();
+// The candidates offered so far in the run.
+std::size_t& suggestionCandidates();
 
 // A finding about the misspelt `word`, the token at `at`: the candidate that
 // `each(offer)` offers and that it most likely meant, if any, is suggested.
@@ -134,7 +139,7 @@ void misspelt(const Rule& rule, Location at, std::string_view word, const Each& 
               const Parts&... parts) {
   Finding f = finding(rule, at, mark, parts...);
   if (wantsSuggestions())
-    if (std::string best = nearest(word, each); !best.empty()) f.suggestions.push_back(Suggestion{std::move(best), f.at});
+    if (std::string best = nearest(word, each, suggestionCandidates()); !best.empty()) f.suggestions.push_back(Suggestion{std::move(best), f.at});
   report(std::move(f));
 }
 

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace support {
 
@@ -22,17 +23,23 @@ struct Nearest {
   std::string_view best() const { return ambiguous ? std::string_view() : bestName; }
 
   std::string_view word;
+  std::u32string decoded;
   uint32_t limit = 0;
+  std::size_t offered = 0;  // candidates, for the run's budget
   uint32_t bestRank = UINT32_MAX;  // 0: the same but for case; otherwise edits + 1
   std::string_view bestName;
   bool ambiguous = false;
+  // Scratch, kept from one candidate to the next.
+  std::u32string other;
+  std::vector<uint32_t> rows[3];
 };
 
-// The nearest of the names `each(offer)` offers, or empty.
+// The nearest of the names `each(offer)` offers, or empty; `offered` counts them.
 template <class Each>
-std::string nearest(std::string_view word, const Each& each) {
+std::string nearest(std::string_view word, const Each& each, std::size_t& offered) {
   Nearest n(word);
   each([&n](std::string_view candidate) { n.offer(candidate); });
+  offered += n.offered;
   return std::string(n.best());
 }
 
