@@ -18,7 +18,7 @@
 
 namespace fuzzing {
 
-using driver::kKnownFileNames;
+inline std::span<const char* const> kKnownFileNames = engine::knownFileNames();
 
 // A place must stand on a character of its file, or just past a line's end,
 // and end after its start, on its line; columns count code points.

@@ -91,6 +91,7 @@ int checkCommandList(const Value& list, std::string_view label, std::string_view
     support::error(support::rules::S2, support::locateOr(list, owner), support::kAsk, tag, ": '", label, "' is not an array");
     return 1;
   }
+  if (support::SymbolIndex* index = support::symbols()) index->commandList(label, list);
   int result = 0;
   for (uint32_t i = 0; i < list.size(); ++i) result |= checkCommand(list.at(i), label, i + 1, tag);
   return result;
@@ -99,6 +100,7 @@ int checkCommandList(const Value& list, std::string_view label, std::string_view
 int checkCommand(const Value& entry, std::string_view label, uint32_t number, std::string_view tag) {
   Reporter report{label, number, tag};
   const Members members(entry);
+  if (support::SymbolIndex* index = support::symbols()) index->commandEntry(number, entry, members.cmd, members.app);
 
   std::string_view cmd;
   if (members.cmd.getString(cmd) != 0) {

@@ -67,6 +67,9 @@ void write(const json& doc) {
 }
 
 std::string relativePath(const std::string& path) {
+  // Findings come file by file: the last answer serves most of them.
+  thread_local std::string lastPath, lastRelative;
+  if (path == lastPath && !lastPath.empty()) return lastRelative;
   namespace fs = std::filesystem;
   std::error_code ec;
   fs::path p = fs::path(path).lexically_normal();
@@ -74,7 +77,9 @@ std::string relativePath(const std::string& path) {
     fs::path cwd = fs::current_path(ec);
     if (!ec) p = p.lexically_proximate(cwd);
   }
-  return p.generic_string();
+  lastPath = path;
+  lastRelative = p.generic_string();
+  return lastRelative;
 }
 
 std::string uriEscaped(std::string_view path) {

@@ -5,7 +5,6 @@
 
 namespace driver {
 
-using engine::kKnownFileNames;
 using engine::knownName;
 
 // What the command line asks of the checks (directories not yet scanned).

@@ -1,6 +1,8 @@
 #include "engine/check.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <iterator>
 #include <memory>
 
@@ -53,12 +55,55 @@ struct KnownFile {
   const kit::config::Value& root() const { return parser->root(); }
 };
 
-struct KnownFiles {
-  KnownFile framework;
-  KnownFile servicemgr;
-  KnownFile restart;
-  KnownFile uvk;
+// The kinds of known file, one row each, in the order a path is tested for
+// their names. A file is checked when the files it needs (their names are
+// what it refers to) are given and parse; the content checks run in `rank`
+// order, each file after those it needs.
+struct KnownKind {
+  const char* name;
+  uint8_t rank;
+  uint8_t needs;  // bits of the rows it needs
+  kit::config::JSONParser::Lists lists;
+  int (*check)(const KnownFile& file, const Options& options);
 };
+
+enum Kind : uint8_t { Framework, Servicemgr, Uvk, Restart, kKinds };
+
+using kit::config::JSONParser;
+// The restart and UVK checks only walk the members of the top-level object.
+constexpr KnownKind kKnownKinds[kKinds] = {
+    {"framework.json", 0, 0, JSONParser::Batched,
+     [](const KnownFile& f, const Options& o) { return framework::checkFWConfig(f.path.c_str(), f.root(), o.verbose); }},
+    {"servicemgr.json", 1, 1 << Framework, JSONParser::Batched,
+     [](const KnownFile& f, const Options&) { return servicemgr::checkSMconfig(f.path.c_str(), f.root()); }},
+    {"uvkstartup.json", 3, 1 << Framework | 1 << Servicemgr, JSONParser::BatchedMembers,
+     [](const KnownFile& f, const Options&) { return uvk::checkUVKStartup(f.path.c_str(), f.root()); }},
+    {"servicemgr_restart.json", 2, 1 << Framework, JSONParser::BatchedMembers,
+     [](const KnownFile& f, const Options&) { return servicemgr::checkSMRestartconfig(f.path.c_str(), f.root()); }},
+};
+
+// The rows in the order of their content checks.
+constexpr std::array<uint8_t, kKinds> checkOrder() {
+  std::array<uint8_t, kKinds> order{};
+  for (uint8_t i = 0; i < kKinds; ++i) order[kKnownKinds[i].rank] = i;
+  return order;
+}
+
+constexpr std::array<const char*, kKinds> kindNames() {
+  std::array<const char*, kKinds> names{};
+  for (uint8_t i = 0; i < kKinds; ++i) names[i] = kKnownKinds[i].name;
+  return names;
+}
+constexpr std::array<const char*, kKinds> kNames = kindNames();
+
+constexpr std::array<const char*, kKinds> namesInCheckOrder() {
+  std::array<const char*, kKinds> names{};
+  for (uint8_t i = 0; i < kKinds; ++i) names[i] = kKnownKinds[checkOrder()[i]].name;
+  return names;
+}
+constexpr std::array<const char*, kKinds> kNamesInCheckOrder = namesInCheckOrder();
+
+using KnownFiles = std::array<KnownFile, kKinds>;
 
 struct Run {
   const Sources& sources;
@@ -75,15 +120,11 @@ struct Run {
   }
 };
 
-// Where each of kKnownFileNames is remembered.
-KnownFile KnownFiles::* const kKnownSlots[] = {&KnownFiles::framework, &KnownFiles::servicemgr, &KnownFiles::uvk,
-                                                &KnownFiles::restart};
-static_assert(std::size(kKnownSlots) == std::size(kKnownFileNames));
-
-KnownFile* knownFileFor(std::string_view path, KnownFiles& known) {
-  for (std::size_t i = 0; i < std::size(kKnownFileNames); ++i)
-    if (path.find(kKnownFileNames[i]) != std::string_view::npos) return &(known.*kKnownSlots[i]);
-  return nullptr;
+// The row of the first known name `path` contains, or kKinds.
+std::size_t kindOf(std::string_view path) {
+  for (std::size_t i = 0; i < kKinds; ++i)
+    if (path.find(kKnownKinds[i].name) != std::string_view::npos) return i;
+  return kKinds;
 }
 
 // Parses one source and reports its verdict; a failed one joins `unparsed`.
@@ -91,7 +132,8 @@ void parseListed(Run& run, std::size_t i, std::vector<std::string>& unparsed) {
   const Source source = run.sources.open(i);
   const std::string path(source.path);
   support::fileStart(path);
-  KnownFile* knownFile = knownFileFor(path, run.known);
+  const std::size_t kind = kindOf(path);
+  KnownFile* knownFile = kind < kKinds ? &run.known[kind] : nullptr;
   int rc = 0;
   kit::config::ParseFault fault;
   plat::RealtimeStopWatch watch(false);
@@ -112,11 +154,8 @@ void parseListed(Run& run, std::size_t i, std::vector<std::string>& unparsed) {
     // Parsed once: the document serves the verdict, the content check and the
     // transport report, which keeps values of every process and so needs the
     // framework file whole.
-    using kit::config::JSONParser;
-    JSONParser::Lists lists = JSONParser::Batched;
-    if (knownFile == &run.known.framework && run.options.transport) lists = JSONParser::Whole;
-    // These two checks only walk the members of the top-level object.
-    if (knownFile == &run.known.restart || knownFile == &run.known.uvk) lists = JSONParser::BatchedMembers;
+    JSONParser::Lists lists = kKnownKinds[kind].lists;
+    if (kind == Framework && run.options.transport) lists = JSONParser::Whole;
     auto parser = std::make_unique<JSONParser>(lists);
     kit::config::Dictionary* dict = nullptr;
     kit::config::Array* array = nullptr;
@@ -156,8 +195,8 @@ void noteUnchecked(const std::string& path, std::string_view why) {
 // No content is checked, as a file did not parse or a directory could not be
 // read: each known file that parsed is noted with `why`.
 void noteNoneChecked(const KnownFiles& files, std::string_view why) {
-  for (const KnownFile* file : {&files.framework, &files.servicemgr, &files.restart, &files.uvk})
-    if (file->parsed) noteUnchecked(file->path, why);
+  for (uint8_t kind : checkOrder())
+    if (files[kind].parsed) noteUnchecked(files[kind].path, why);
 }
 
 // With --strict: the run checked no file at all. Returns true, an error.
@@ -171,13 +210,13 @@ bool reportNothingChecked() {
 // unchecked; with --strict that is an error, at the start of the file checked.
 bool reportEarlierOfAKind(const KnownFiles& known, const Options& options) {
   bool found = false;
-  for (size_t i = 0; i < std::size(kKnownSlots); ++i) {
-    const KnownFile& file = known.*kKnownSlots[i];
+  for (size_t i = 0; i < kKinds; ++i) {
+    const KnownFile& file = known[i];
     for (const KnownFile::Earlier& earlier : file.earlier) {
       if (earlier.path == file.path) continue;  // one file given twice is checked all the same
       if (options.strict) {
         support::setFile(file.path);
-        support::error(support::rules::K4, kit::config::Location{1, 1}, "[cfgcheck]: ", "two ", kKnownFileNames[i],
+        support::error(support::rules::K4, kit::config::Location{1, 1}, "[cfgcheck]: ", "two ", kKnownKinds[i].name,
                        " files: ", earlier.path, " and ", file.path, "; only ", file.path, " is checked");
         found = true;
       }
@@ -236,76 +275,58 @@ bool unchecked(const KnownFile& file, const Options& options, const char* needs)
   return true;
 }
 
-// In a partial run, why a file that needs `needed` (each with its name)
-// goes unchecked: "a does not parse", "a and b do not parse"; empty when
-// all that were given parsed.
-std::string unparsedNeeds(const Run& run, std::initializer_list<std::pair<const KnownFile*, const char*>> needed) {
+// The names of the rows in `kinds` (bits): "a", "a and b".
+std::string namesOf(uint8_t kinds) {
   std::string names;
-  int count = 0;
-  if (run.options.partial)
-    for (const auto& [file, name] : needed)
-      if (!file->path.empty() && !file->parsed) names += (count++ == 0 ? "" : " and ") + std::string(name);
-  if (count == 0) return names;
-  return names + (count == 1 ? " does not parse" : " do not parse");
+  for (std::size_t i = 0; i < kKinds; ++i)
+    if (kinds & (1 << i)) names += (names.empty() ? "" : " and ") + std::string(kKnownKinds[i].name);
+  return names;
 }
 
 // Checks the content of the known files in their fixed order and prints the
 // transport report when asked. True when anything was reported as an error.
 bool runContentChecks(const Run& run) {
   const Options& options = run.options;
-  // The framework file goes first: it declares the names the others refer to.
-  const KnownFile& fw = run.known.framework;
-  const KnownFile& sm = run.known.servicemgr;
-  const KnownFile& restart = run.known.restart;
-  const KnownFile& uvk = run.known.uvk;
   // Only a partial run comes here with files that do not parse: those are
   // not checked, and neither are the files that need them.
-  const bool hasFw = !fw.path.empty() && fw.parsed, hasSm = !sm.path.empty() && sm.parsed;
-  auto given = [](const KnownFile& file) { return !file.path.empty() && file.parsed; };
+  uint8_t usable = 0, unparsed = 0;
+  for (std::size_t i = 0; i < kKinds; ++i) {
+    if (run.known[i].path.empty()) continue;
+    (run.known[i].parsed ? usable : unparsed) |= 1 << i;
+  }
   bool errors = false;
-  if (hasFw)
-    errors |= checked(run, fw, [&] { return framework::checkFWConfig(fw.path.c_str(), fw.root(), options.verbose); });
-  const std::string fwFails = unparsedNeeds(run, {{&fw, "framework.json"}});
-  if (given(sm)) {
-    if (hasFw) errors |= checked(run, sm, [&] { return servicemgr::checkSMconfig(sm.path.c_str(), sm.root()); });
-    else if (!fwFails.empty()) noteUnchecked(sm.path, fwFails);
-    else errors |= unchecked(sm, options, "framework.json");
-  }
-  if (given(restart)) {
-    if (hasFw) {
-      errors |= checked(run, restart,
-                        [&] { return servicemgr::checkSMRestartconfig(restart.path.c_str(), restart.root()); });
-    } else if (!fwFails.empty()) {
-      noteUnchecked(restart.path, fwFails);
-    } else {
-      errors |= unchecked(restart, options, "framework.json");
-    }
-  }
   bool uvkFindings = false;
-  if (given(uvk)) {
-    const std::string fails = unparsedNeeds(run, {{&fw, "framework.json"}, {&sm, "servicemgr.json"}});
-    if (hasFw && hasSm) {
-      errors |= checked(run, uvk, [&] { return uvk::checkUVKStartup(uvk.path.c_str(), uvk.root()); }, &uvkFindings);
-    } else if (!fails.empty()) {
-      noteUnchecked(uvk.path, fails);
+  for (uint8_t kind : checkOrder()) {
+    const KnownFile& file = run.known[kind];
+    if (!(usable & (1 << kind))) continue;
+    const uint8_t needs = kKnownKinds[kind].needs;
+    if ((needs & usable) == needs) {
+      bool findings = false;
+      errors |= checked(run, file, [&] { return kKnownKinds[kind].check(file, options); }, &findings);
+      if (kind == Uvk) uvkFindings = findings;
+    } else if (const uint8_t failing = needs & unparsed) {
+      noteUnchecked(file.path, namesOf(failing) + (std::popcount(failing) == 1 ? " does not parse" : " do not parse"));
     } else {
-      errors |= unchecked(uvk, options, hasFw ? "servicemgr.json" : hasSm ? "framework.json" : "framework.json and servicemgr.json");
+      errors |= unchecked(file, options, namesOf(needs & ~usable).c_str());
     }
   }
   // The transport report does not follow findings of the UVK startup check.
-  if (options.transport && hasFw && !uvkFindings) {
-    support::setFile(fw.path);  // the report's failures stand at process entries
-    errors |= transportReport(fw.top) != 0;
+  if (options.transport && (usable & (1 << Framework)) && !uvkFindings) {
+    support::setFile(run.known[Framework].path);  // the report's failures stand at process entries
+    errors |= transportReport(run.known[Framework].top) != 0;
   }
   return errors;
 }
 
 }  // namespace
 
+std::span<const char* const> knownFileNames() { return kNames; }
+
+std::span<const char* const> knownFilesInCheckOrder() { return kNamesInCheckOrder; }
+
 const char* knownName(std::string_view path) {
-  for (const char* name : kKnownFileNames)
-    if (path.find(name) != std::string_view::npos) return name;
-  return nullptr;
+  const std::size_t kind = kindOf(path);
+  return kind < kKinds ? kKnownKinds[kind].name : nullptr;
 }
 
 int check(const Sources& sources, const Options& options, const Sink& sink) {

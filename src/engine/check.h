@@ -19,12 +19,13 @@
 
 namespace engine {
 
-// The four known files, in the order a path is tested for their names: a path
+// The known files' names, in the order a path is tested for them: a path
 // that holds two of them is the first one only.
-inline constexpr const char* kKnownFileNames[] = {"framework.json", "servicemgr.json", "uvkstartup.json",
-                                                  "servicemgr_restart.json"};
+std::span<const char* const> knownFileNames();
+// The same in the order their contents are checked: each after the files it needs.
+std::span<const char* const> knownFilesInCheckOrder();
 
-// The known name `path` contains (the first of kKnownFileNames that it
+// The known name `path` contains (the first of knownFileNames() that it
 // does), or null for a file that is no known file.
 const char* knownName(std::string_view path);
 

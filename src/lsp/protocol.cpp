@@ -7,6 +7,7 @@
 #include "driver/formats.h"
 #include "engine/check.h"
 #include "lsp/code_actions.h"
+#include "lsp/navigation.h"
 #include "lsp/workspace.h"
 #include "platform/tbx.h"
 
@@ -31,6 +32,7 @@ struct Server {
   Encoding encoding = Encoding::Utf16;
   enum class Stage { Fresh, Running, ShuttingDown } stage = Stage::Fresh;
   bool watchDynamically = false;
+  bool documentChanges = false;  // versioned edits in a workspace edit
   int nextId = 1;
   bool exited = false;
   std::optional<Clock::time_point> due;  // when the pending changes are checked
@@ -86,23 +88,29 @@ void schedule(Server& s) {
 // --- Diagnostics ------------------------------------------------------------
 
 // Our columns count from 1, the protocol's from 0.
-json lspPosition(const CheckedFile& file, uint32_t line, uint32_t column, uint32_t utf16, Encoding encoding) {
+json lspPosition(std::string_view text, uint32_t line, uint32_t column, uint32_t utf16, Encoding encoding) {
   column = column > 0 ? column - 1 : 0;
   utf16 = utf16 > 0 ? utf16 - 1 : 0;
   if (encoding == Encoding::Utf16) return {{"line", line}, {"character", utf16}};
   if (encoding == Encoding::Utf32) return {{"line", line}, {"character", column}};
   // UTF-8 columns are bytes: counted in the text.
-  const std::size_t lineStart = offsetOf(file.text, Position{line, 0}, Encoding::Utf8);
-  const std::size_t at = offsetOf(file.text, Position{line, column}, Encoding::Utf32);
+  const std::size_t lineStart = offsetOf(text, Position{line, 0}, Encoding::Utf8);
+  const std::size_t at = offsetOf(text, Position{line, column}, Encoding::Utf32);
   return {{"line", line}, {"character", at - lineStart}};
 }
 
-json range(const CheckedFile& file, support::Location at, Encoding encoding) {
+}  // namespace
+
+json lspRange(std::string_view text, support::Location at, Encoding encoding) {
   if (at.line == 0) return {{"start", {{"line", 0}, {"character", 0}}}, {"end", {{"line", 0}, {"character", 0}}}};
   at = support::spanned(at);
-  return {{"start", lspPosition(file, at.line - 1, at.column, at.utf16, encoding)},
-          {"end", lspPosition(file, at.line - 1, at.endColumn, at.endUtf16, encoding)}};
+  return {{"start", lspPosition(text, at.line - 1, at.column, at.utf16, encoding)},
+          {"end", lspPosition(text, at.line - 1, at.endColumn, at.endUtf16, encoding)}};
 }
+
+namespace {
+
+json range(const CheckedFile& file, support::Location at, Encoding encoding) { return lspRange(file.text, at, encoding); }
 
 json diagnostic(const support::Finding& f, const CheckedFile& file, const std::vector<CheckedFile>& run,
                 Encoding encoding) {
@@ -166,6 +174,9 @@ void initialize(Server& s, const json& id, const json& params) {
     if (const json* watched = object(*workspace, "didChangeWatchedFiles"))
       if (const json* dynamic = member(*watched, "dynamicRegistration", json::value_t::boolean))
         s.watchDynamically = dynamic->get<bool>();
+  if (const json* workspace = object(*capabilities, "workspace"))
+    if (const json* edit = object(*workspace, "workspaceEdit"))
+      s.documentChanges = edit->value("documentChanges", false) == true;
   if (const auto options = params.find("initializationOptions"); options != params.end()) applySettings(s, *options);
   static constexpr const char* kNames[] = {"utf-8", "utf-16", "utf-32"};
   s.stage = Server::Stage::Running;
@@ -173,6 +184,10 @@ void initialize(Server& s, const json& id, const json& params) {
         {{"capabilities",
           {{"positionEncoding", kNames[static_cast<int>(s.encoding)]},
            {"textDocumentSync", {{"openClose", true}, {"change", 2}, {"save", {{"includeText", false}}}}},
+           {"definitionProvider", true},
+           {"referencesProvider", true},
+           {"renameProvider", {{"prepareProvider", true}}},
+           {"documentSymbolProvider", true},
            {"codeActionProvider", {{"codeActionKinds", {"quickfix"}}}}}},
          {"serverInfo", {{"name", "cfgcheck"}, {"version", driver::kVersion}}}});
 }
@@ -267,7 +282,7 @@ bool didSave(Server& s, const json& params) {
   // Saving may have followed changes to the others that the client made on disk.
   const std::string path = uriPath(uri->get<std::string>());
   const std::size_t slash = path.rfind('/');
-  for (const char* name : engine::kKnownFileNames)
+  for (const char* name : engine::knownFileNames())
     if (slash != std::string::npos) changedOnDisk(s.ws, pathUri(path.substr(0, slash + 1) + name));
   return true;
 }
@@ -303,6 +318,11 @@ void request(Server& s, const std::string& method, const json& id, const json& p
     if (s.due) publish(s);
     s.stage = Server::Stage::ShuttingDown;
     return reply(s, id, nullptr);
+  }
+  if (isNavigation(method)) {
+    if (s.due) publish(s);  // the names as the client sees them now
+    Answer a = navigate(s.ws, method, params, s.encoding, s.documentChanges);
+    return a.error != 0 ? fail(s, id, a.error, std::move(a.message)) : reply(s, id, std::move(a.result));
   }
   if (method == "textDocument/codeAction") return reply(s, id, codeActions(params));
   fail(s, id, kMethodNotFound, "unknown method " + method);

@@ -54,8 +54,8 @@ int hexDigit(char c) {
 }  // namespace
 
 int knownIndex(std::string_view name) {
-  for (std::size_t i = 0; i < std::size(engine::kKnownFileNames); ++i)
-    if (name == engine::kKnownFileNames[i]) return static_cast<int>(i);
+  for (std::size_t i = 0; i < engine::knownFileNames().size(); ++i)
+    if (name == engine::knownFileNames()[i]) return static_cast<int>(i);
   return -1;
 }
 
@@ -194,7 +194,7 @@ void checkSystem(Workspace& ws, const std::string& folder, std::vector<CheckedFi
   std::vector<CheckedFile> files;
   for (std::size_t i : kOrder) {
     CheckedFile file;
-    file.name = engine::kKnownFileNames[i];
+    file.name = engine::knownFileNames()[i];
     file.folder = folder;
     const std::string path = folder + "/" + file.name;
     for (const auto& [uri, doc] : ws.documents)

@@ -67,8 +67,9 @@ ostream& endl(ostream& os) {
 }
 
 namespace {
-std::string s_reason;
-bool s_pending = false;
+// Per thread: runs on other threads keep their own reasons.
+thread_local std::string s_reason;
+thread_local bool s_pending = false;
 char* s_reserve = nullptr;
 }  // namespace
 

@@ -94,6 +94,7 @@ int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
       for (auto d = value.begin(), last = value.end(); d != last; ++d) {
         std::string_view kind = d.key();
         if (kind == "process" || kind == "application") {
+          if (support::SymbolIndex* index = support::symbols()) index->enter("__default__/" + std::string(kind), locateKey(d));
           result |= checkRestartPolicy(d.value(), "__default__/" + std::string(kind));
         } else {
           support::misspelt(support::rules::R3, locateKey(d), kind, support::among({"process", "application"}), kAsk,
@@ -102,7 +103,10 @@ int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
         }
       }
     } else if (framework::ProcessNames.contains(key) || framework::ApplicationNames.contains(key)) {
-      if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::ProcessOrApplication, key, locateKey(it));
+      if (support::SymbolIndex* index = support::symbols()) {
+        index->use(support::UseKind::ProcessOrApplication, key, locateKey(it));
+        index->enter(key, locateKey(it));
+      }
       result |= checkRestartPolicy(value, key);
     } else {
       if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::ProcessOrApplication, key, locateKey(it));

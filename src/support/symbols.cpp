@@ -1,5 +1,7 @@
 #include "support/symbols.h"
 
+#include <tuple>
+
 #include "support/report.h"
 
 namespace support {
@@ -60,6 +62,36 @@ void SymbolIndex::use(UseKind kind, const kit::config::Value& name) {
 void SymbolIndex::useNodeKeys(const kit::config::Value& object) {
   for (auto it = object.begin(), end = object.end(); it != end; ++it)
     if (it.key() != "*") use(UseKind::Node, it.key(), kit::config::locateKey(it));
+}
+
+void SymbolIndex::commandList(std::string_view label, const kit::config::Value& list) {
+  CommandList l{currentFile(), {}, std::string(label), {}, kit::config::locate(list), {}};
+  if (scopeFile == l.file) {
+    l.scope = scope;
+    l.scopeAt = scopeAt;
+  }
+  commandLists.push_back(std::move(l));
+}
+
+void SymbolIndex::commandEntry(uint32_t number, const kit::config::Value& entry, const kit::config::Value& cmd,
+                               const kit::config::Value& app) {
+  if (commandLists.empty()) return;
+  CommandEntry e{number, {}, {}, kit::config::locate(entry), {}};
+  e.end = e.at;
+  for (const kit::config::Value* value : {&cmd, &app}) {
+    std::string_view text;
+    if (value->getString(text) != 0) continue;
+    (value == &cmd ? e.cmd : e.app) = text;
+    const kit::config::Location at = kit::config::locate(*value);
+    if (std::tie(at.line, at.column) > std::tie(e.end.line, e.end.column)) e.end = at;
+  }
+  commandLists.back().entries.push_back(std::move(e));
+}
+
+void SymbolIndex::enter(std::string_view name, kit::config::Location at) {
+  scope = name;
+  scopeAt = at;
+  scopeFile = currentFile();
 }
 
 void SymbolIndex::resolve() {

@@ -37,9 +37,11 @@ int checkLauncherConfig(const Value& launcher) {
     } else if (repeated) {
       result = 1;
     } else {
+      if (support::SymbolIndex* index = support::symbols()) index->enter(name, locateKey(it));
       result |= checkLauncherDomain(settings, name);
     }
   }
+  if (support::SymbolIndex* index = support::symbols()) index->enter({}, {});
   return result;
 }
 

@@ -26,26 +26,3 @@ TEST(CommandTable, NamesMatchExactly) {
   for (const char* name : {"Sleep", "SLEEP", "sleep ", " sleep", "", "slee", "sleeps", "cmd"})
     EXPECT_EQ(findCommand(name), nullptr) << '"' << name << '"';
 }
-
-TEST(CommandTable, ParameterSets) {
-  EXPECT_EQ(parameterSet(20), 0u);
-  EXPECT_EQ(parameterSet(0), 0u);
-  EXPECT_EQ(parameterSet(22), 0u);
-  EXPECT_EQ(parameterSet(19), ParamSet(Timeout));
-  EXPECT_EQ(findCommand("stop")->params, findCommand("run")->params);
-  EXPECT_EQ(parameterSet(11), ParamSet(App | Params | Timeout | Blocking));
-  EXPECT_EQ(paramBit("cmd"), 0u);
-  EXPECT_EQ(paramBit("ps_access"), ParamSet(PsAccess));
-  EXPECT_EQ(paramBit("Timeout"), 0u);
-}
-
-TEST(CommandTable, AppRegistries) {
-  for (const char* name : {"set_sys_runmode", "sleep", "inject_userevent", "disable_persistence",
-                           "restore_persistence", "set_system_persistence", "wait_jobs_finished", "shutdown"}) {
-    EXPECT_EQ(findCommand(name)->app, AppIn::NoApp) << name;
-    EXPECT_EQ(findCommand(name)->params & App, 0u) << name;
-  }
-  for (const char* name : {"procstart", "procstop", "prockill"}) EXPECT_EQ(findCommand(name)->app, AppIn::Processes);
-  for (const char* name : {"init", "run", "stop", "ps_flush", "trigger_systemevent", "wait_stopped"})
-    EXPECT_EQ(findCommand(name)->app, AppIn::Applications) << name;
-}

@@ -24,7 +24,7 @@ struct Example {
 
 Example example(const char* name) {
   Example e;
-  for (const char* file : engine::kKnownFileNames) {
+  for (const char* file : engine::knownFileNames()) {
     e.paths.push_back(std::string(name) + "/" + file);
     e.texts.push_back(readFile(std::string(CFGCHECK_SOURCE_DIR) + "/examples/" + e.paths.back()));
   }

@@ -42,7 +42,7 @@ std::string at(const support::SymbolIndex& index, const std::string& file, uint3
 TEST(Symbols, BrokenExample) {
   std::vector<std::string> paths, texts;
   std::vector<engine::Source> sources;
-  for (const char* file : engine::kKnownFileNames) {
+  for (const char* file : engine::knownFileNames()) {
     paths.push_back(std::string("broken/") + file);
     texts.push_back(readFile(std::string(CFGCHECK_SOURCE_DIR) + "/examples/" + paths.back()));
   }
