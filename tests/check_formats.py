@@ -72,8 +72,10 @@ def workflow_command(stream):
 
 
 def from_json(doc):
-    return [(f["rule"], f["severity"], visible(f["message"]), f["line"] or 0, f["column"] or 0)
-            for f in doc["findings"]]
+    """Each message with the sentences github and gitlab add for its suggestions."""
+    return [(f["rule"], f["severity"], visible(f["message"] + "".join(f" Did you mean '{s['text']}'?"
+                                                                      for s in f.get("suggestions", []))),
+             f["line"] or 0, f["column"] or 0) for f in doc["findings"]]
 
 
 def from_sarif(doc):
@@ -85,7 +87,8 @@ def from_sarif(doc):
         assert len(r["locations"]) == 1, f"{r['ruleId']} is in no file"
         prints.add(r["partialFingerprints"]["cfgcheck/v1"])
         region = r["locations"][0]["physicalLocation"].get("region", {})
-        out.append((r["ruleId"], "error" if r["level"] == "error" else "info", visible(r["message"]["text"]),
+        said = r["message"]["text"] + "".join(" " + fix["description"]["text"] for fix in r.get("fixes", []))
+        out.append((r["ruleId"], "error" if r["level"] == "error" else "info", visible(said),
                     region.get("startLine", 0), region.get("startColumn", 0)))
     assert len(prints) == len(out), "two results share a fingerprint"
     # a finding about the run as a whole stands nowhere: a note of the invocation
@@ -141,7 +144,8 @@ def gnu_expected(doc, work):
     """The gnu lines the json document stands for."""
     out = []
     for f in doc["findings"]:
-        for e, severity in [(f, f["severity"])] + [(r, "info") for r in f["related"]]:
+        notes = [dict(s, file=f["file"], message=f"did you mean '{s['text']}'?") for s in f.get("suggestions", [])]
+        for e, severity in [(f, f["severity"])] + [(r, "info") for r in notes + f["related"]]:
             message, line = visible(e["message"]).replace("##[", "##\\x5b"), e["line"] or 0
             if line:
                 col = display_column(work, e["file"], line, e["column"])
@@ -206,7 +210,7 @@ def in_junit(found, findings):
         if f[1] == "error" or (f[0] == "P2" and d["file"] not in failing):
             related = [r["file"] + (f":{r['line']}:{r['column']}" if r["line"] else "") + ": " + r["message"]
                        for r in d["related"]]
-            out.append(f[:2] + ("\n".join([f[2]] + [visible(r) for r in related]),) + f[3:])
+            out.append(f[:2] + ("\n".join([visible(d["message"])] + [visible(r) for r in related]),) + f[3:])
     return sorted(out)
 
 

@@ -52,7 +52,7 @@ def expected(doc, work):
     """(file, line, byte column) of every place the gnu lines name, in order."""
     out = []
     for f in doc["findings"]:
-        for e in [f] + f["related"]:
+        for e in [f] + [dict(s, file=f["file"]) for s in f.get("suggestions", [])] + f["related"]:
             if e["line"]:
                 with open(os.path.join(work, e["file"]), "rb") as src:
                     text = src.read().split(b"\n")[e["line"] - 1]

@@ -33,6 +33,12 @@ struct Reporter {
   void forCmd(const support::Rule& rule, Location at, std::string_view what, std::string_view cmd) {
     inList(rule, at, what, " for cmd ", cmd, " ");
   }
+  // A finding about a misspelt `word`, with its likely meaning among `each`'s names.
+  template <class Each, typename... Parts>
+  void misspelt(const support::Rule& rule, Location at, std::string_view word, const Each& each, const Parts&... parts) {
+    result = 1;
+    support::misspelt(rule, at, word, each, support::kAsk, tag, ": ", parts..., "in '", label, "' at cmd-no ", number);
+  }
   void illegalValue(const support::Rule& rule, const Value& value, std::string_view key) {
     inList(rule, locate(value), "illegal value for '", key, "' ");
   }
@@ -74,7 +80,7 @@ std::string_view readChoice(const Value& value, std::string_view key, std::initi
   }
   for (std::string_view choice : choices)
     if (text == choice) return text;
-  report.inList(rules.second, locate(value), "illegal value '", text, "' for '", key, "' ");
+  report.misspelt(rules.second, locate(value), text, support::among(choices), "illegal value '", text, "' for '", key, "' ");
   return {};
 }
 
@@ -103,7 +109,10 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   }
   const Command* command = findCommand(cmd);
   if (command == nullptr) {
-    report.inList(support::rules::S4, locate(members.cmd), "undefined 'cmd' '", cmd, "' ");
+    auto commandNames = [](const auto& offer) {
+      for (const Command& c : allCommands()) offer(c.name);
+    };
+    report.misspelt(support::rules::S4, locate(members.cmd), cmd, commandNames, "undefined 'cmd' '", cmd, "' ");
     return 1;
   }
 
@@ -118,9 +127,11 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
   if (support::SymbolIndex* index = support::symbols(); index != nullptr && command->app != AppIn::NoApp)
     index->use(command->app == AppIn::Processes ? support::UseKind::Process : support::UseKind::Application, members.app);
   if (command->app == AppIn::Processes && !framework::ProcessNames.contains(app)) {
-    report.forCmd(support::rules::S6, locate(members.app), "'" + std::string(app) + "' is an undefined process", cmd);
+    report.misspelt(support::rules::S6, locate(members.app), app, [](const auto& offer) { framework::ProcessNames.forEach(offer); },
+                    "'" + std::string(app) + "' is an undefined process", " for cmd ", cmd, " ");
   } else if (command->app == AppIn::Applications && !framework::ApplicationNames.contains(app)) {
-    report.forCmd(support::rules::S7, locate(members.app), "'" + std::string(app) + "' is an undefined application", cmd);
+    report.misspelt(support::rules::S7, locate(members.app), app, [](const auto& offer) { framework::ApplicationNames.forEach(offer); },
+                    "'" + std::string(app) + "' is an undefined application", " for cmd ", cmd, " ");
   }
 
   // The value rules hold for every entry carrying the member, allowed or not.
@@ -171,7 +182,8 @@ int checkCommand(const Value& entry, std::string_view label, uint32_t number, st
       if (event.empty()) {
         report.forCmd(support::rules::S21, locateOr(eventValue, entry), "'event' missing", cmd);
       } else if (event != "lowmem" && event != "startup_complete") {
-        report.forCmd(support::rules::S23, locate(eventValue), "'" + std::string(event) + "' is an invalid value for 'event'", cmd);
+        report.misspelt(support::rules::S23, locate(eventValue), event, support::among({"lowmem", "startup_complete"}),
+                        "'" + std::string(event) + "' is an invalid value for 'event'", " for cmd ", cmd, " ");
       }
       break;
   }
@@ -184,7 +196,12 @@ int checkCommandParameters(ParamSet allowed, const Value& entry, std::string_vie
   for (auto it = entry.begin(), end = entry.end(); it != end; ++it) {
     std::string_view key = it.key();
     if (key == "cmd" || (paramBit(key) & allowed) != 0) continue;
-    report.inList(support::rules::S15, kit::config::locateKey(it), "'", key, "' is an undefined parameter for cmd '", cmd, "' ");
+    auto allowedKeys = [allowed](const auto& offer) {
+      for (const auto& [name, bit] : allParams())
+        if ((bit & allowed) != 0) offer(name);
+    };
+    report.misspelt(support::rules::S15, kit::config::locateKey(it), key, allowedKeys, "'", key, "' is an undefined parameter for cmd '",
+                    cmd, "' ");
   }
   return report.result;
 }

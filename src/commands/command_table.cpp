@@ -75,8 +75,7 @@ const Command* findCommand(std::string_view name) {
 }
 
 std::span<const Command> allCommands() { return kCommands; }
-
-std::span<const std::pair<std::string_view, Param>> paramNames() { return kParamNames; }
+std::span<const std::pair<std::string_view, Param>> allParams() { return kParamNames; }
 
 ParamSet parameterSet(int32_t code) { return code >= 0 && code <= kMaxCode ? kParamsByCode[code] : 0; }
 

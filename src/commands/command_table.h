@@ -37,6 +37,10 @@ struct Command {
   Rule rule;
 };
 
+// Every command, and every member with its bit.
+std::span<const Command> allCommands();
+std::span<const std::pair<std::string_view, Param>> allParams();
+
 // The command named exactly `name`, or null.
 const Command* findCommand(std::string_view name);
 

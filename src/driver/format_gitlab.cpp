@@ -15,7 +15,7 @@ void writeGitlab(const Document& doc) {
   for (const support::Finding& f : doc.findings) {
     // GitLab places every entry in a file; the exit status still tells of the rest.
     if (f.file.empty()) continue;
-    out.push_back({{"description", fullMessage(f)},
+    out.push_back({{"description", fullMessage(f) + suggestionSentences(f)},
                    {"check_name", f.rule},
                    {"fingerprint", hexDigest(fingerprint(f, seen))},
                    {"severity", f.severity == support::Severity::Error ? "major" : "info"},

@@ -20,6 +20,14 @@ json place(const std::string& file, support::Location at, const std::string& mes
   return json{{"file", file}, {"line", number(at.line)}, {"column", number(at.column)}, {"message", message}};
 }
 
+json suggestion(const support::Suggestion& s) {
+  return json{{"text", s.text},
+              {"replacement", replacementToken(s)},
+              {"line", number(s.at.line)},
+              {"column", number(s.at.column)},
+              {"end_column", number(s.at.endColumn)}};
+}
+
 json connection(const support::Connection& c) {
   switch (c.type) {
     case support::Connection::TcpIp:
@@ -89,6 +97,10 @@ std::string uriEscaped(std::string_view path) {
   return out;
 }
 
+std::string replacementToken(const support::Suggestion& s) {
+  return json(s.text).dump(-1, ' ', false, json::error_handler_t::replace);
+}
+
 std::string artifactUri(const std::string& path) { return uriEscaped(relativePath(path)); }
 
 namespace {
@@ -146,6 +158,7 @@ void writeJson(const Document& doc, const char* summary) {
     item["severity"] = severityName(f.severity);
     item["related"] = json::array();
     for (const support::Related& r : f.related) item["related"].push_back(place(r.file, r.at, r.message));
+    for (const support::Suggestion& s : f.suggestions) item["suggestions"].push_back(suggestion(s));
     findings.push_back(std::move(item));
   }
   json out{{"tool", {{"name", "cfgcheck"}, {"version", kVersion}}},

@@ -119,14 +119,23 @@ std::string fullMessage(const support::Finding& f) {
   return out;
 }
 
+std::string didYouMean(const support::Suggestion& s) { return "Did you mean '" + s.text + "'?"; }
+
+std::string suggestionSentences(const support::Finding& f) {
+  std::string out;
+  for (const support::Suggestion& s : f.suggestions) out += ' ' + didYouMean(s);
+  return out;
+}
+
 void writeGnu(const support::Finding& f) {
   gnuLine(f.file, f.at, f.severity == support::Severity::Error ? "error" : "note", fullMessage(f), f.rule);
+  for (const support::Suggestion& s : f.suggestions) gnuLine(f.file, s.at, "note", "did you mean '" + s.text + "'?", f.rule);
   // Related places carry the finding's ID, so that a reader that keeps only tagged lines keeps them too.
   for (const support::Related& r : f.related) gnuLine(r.file, r.at, "note", r.message, f.rule);
 }
 
 void writeGithub(const support::Finding& f) {
-  githubCommand(f.severity == support::Severity::Error ? "error" : "notice", f.file, f.at, f.rule, fullMessage(f));
+  githubCommand(f.severity == support::Severity::Error ? "error" : "notice", f.file, f.at, f.rule, fullMessage(f) + suggestionSentences(f));
   // A related place has no title: only findings do.
   for (const support::Related& r : f.related) githubCommand("notice", r.file, r.at, "", r.message);
 }

@@ -53,6 +53,14 @@ void writeSarif(const Document& doc) {
       result["relatedLocations"].push_back(
           {{"id", id++}, {"physicalLocation", physical(r.file, r.at)}, {"message", {{"text", r.message}}}});
     }
+    for (const support::Suggestion& s : f.suggestions) {
+      if (s.at.line == 0) continue;
+      json region{{"startLine", s.at.line}, {"startColumn", s.at.column}, {"endColumn", s.at.endColumn}};
+      json change{{"artifactLocation", {{"uri", artifactUri(f.file)}}},
+                  {"replacements", json::array({{{"deletedRegion", region}, {"insertedContent", {{"text", replacementToken(s)}}}}})}};
+      result["fixes"].push_back({{"description", {{"text", didYouMean(s)}}},
+                                 {"artifactChanges", json::array({change})}});
+    }
     results.push_back(std::move(result));
   }
   json invocation{{"executionSuccessful", true}, {"exitCode", doc.status}};

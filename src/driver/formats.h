@@ -61,6 +61,11 @@ std::string visible(std::string_view text);
 std::string inert(std::string line);
 // The message with the text form's line of its own, when it has one.
 std::string fullMessage(const support::Finding& f);
+// "Did you mean 'audio'?"; the finding's, one per suggestion, each after a blank.
+std::string didYouMean(const support::Suggestion& s);
+std::string suggestionSentences(const support::Finding& f);
+// A suggestion's replacement of its token: the name as a JSON string.
+std::string replacementToken(const support::Suggestion& s);
 
 void writeTextFileStart(std::string_view path);
 void writeTextVerdict(const engine::FileVerdict& v);

@@ -25,7 +25,8 @@ bool checkSimpleKeys(ProcessMembers& p) {
     if (Value* slot = p.slot(key)) {
       if (!slot->isPresent()) *slot = it.value();
     } else if (!ProcessKeys.contains(key)) {
-      support::error(support::rules::F10, kit::config::locateKey(it), "?", "process key '", key, "' not defined for processes");
+      support::misspelt(support::rules::F10, kit::config::locateKey(it), key, [](const auto& offer) { ProcessKeys.forEach(offer); }, "?",
+                        "process key '", key, "' not defined for processes");
       error = true;
     }
   }
@@ -81,8 +82,8 @@ int checkProcess(const kit::config::Dictionary& nodes, const NodeIndex& nodeInde
     index->fact("exec", p.exec);
   }
   if (!nodes.get(node).isDictionary()) {
-    support::error(support::rules::F17, locateOr(nodeValue, entry), "?", "node '", node, "' for process '", name,
-                   "' is not defined in the 'nodes' dictionary");
+    support::misspelt(support::rules::F17, locateOr(nodeValue, entry), node, declaredNodes(nodes), "?", "node '", node, "' for process '",
+                      name, "' is not defined in the 'nodes' dictionary");
     error = true;
   }
   if (name == "traceserver") {

@@ -15,7 +15,8 @@ int checkTraceServer(const kit::config::Dictionary& nodes, const ProcessMembers&
   for (auto it = tracing.begin(), end = tracing.end(); it != end; ++it) {
     std::string_view node = it.key();
     if (!nodes.get(node).isDictionary() && node != "*") {
-      support::error(support::rules::F48, kit::config::locateKey(it), "", "Traceserver transport for unknown node '", node, "' found'");
+      support::misspelt(support::rules::F48, kit::config::locateKey(it), node, declaredNodes(nodes), "",
+                        "Traceserver transport for unknown node '", node, "' found'");
       return 1;
     }
     if (!it.value().isDictionary()) {

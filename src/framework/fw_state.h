@@ -36,6 +36,8 @@ struct InRun {
   template <class... A>
   decltype(auto) contains(A&&... a) const { return Get().contains(std::forward<A>(a)...); }
   decltype(auto) size() const { return Get().size(); }
+  template <class Visit>
+  void forEach(Visit visit) const { Get().forEach(visit); }
   void reserve(std::size_t count) const { Get().reserve(count); }
   template <class... A>
   decltype(auto) firstPlace(A&&... a) const { return Get().firstPlace(std::forward<A>(a)...); }

@@ -226,7 +226,7 @@ std::string describe(const commands::Command& c) {
   using commands::Rule;
   std::string out = "**command** " + code(c.name) + " (code " + std::to_string(c.code) + ")";
   std::string params;
-  for (const auto& [name, bit] : commands::paramNames())
+  for (const auto& [name, bit] : commands::allParams())
     if ((c.params & bit) != 0) params += (params.empty() ? "" : ", ") + code(name);
   out += "\n- parameters: " + (params.empty() ? std::string("none") : params);
   static constexpr std::pair<Rule, std::string_view> kRequired[] = {
@@ -320,7 +320,7 @@ void keys(Items& items, const Context& c, const Subject& s) {
   if (inCommand(c, s.name)) {
     items.add("cmd", Property);
     const commands::Command* command = commands::findCommand(top.string("cmd"));
-    for (const auto& [name, bit] : commands::paramNames())
+    for (const auto& [name, bit] : commands::allParams())
       if (command == nullptr || (command->params & bit) != 0) items.add(name, Property);
   } else if (s.name == "framework.json" && depth == 3 && c.at(1)->key == "procs") {
     for (const char* key : framework::kProcessKeys) items.add(key, Property);

@@ -7,6 +7,7 @@
 #include "driver/formats.h"
 #include "engine/check.h"
 #include "lsp/assist.h"
+#include "lsp/code_actions.h"
 #include "lsp/navigation.h"
 #include "lsp/workspace.h"
 #include "platform/tbx.h"
@@ -130,6 +131,7 @@ json diagnostic(const support::Finding& f, const CheckedFile& file, const std::v
       related.push_back({{"location", {{"uri", there->uri}, {"range", range(*there, r.at, encoding)}}}, {"message", r.message}});
   }
   if (!related.empty()) d["relatedInformation"] = std::move(related);
+  if (json data = fixData(f); !data.is_null()) d["data"] = std::move(data);
   return d;
 }
 
@@ -194,7 +196,8 @@ void initialize(Server& s, const json& id, const json& params) {
            {"definitionProvider", true},
            {"referencesProvider", true},
            {"renameProvider", {{"prepareProvider", true}}},
-           {"documentSymbolProvider", true}}},
+           {"documentSymbolProvider", true},
+           {"codeActionProvider", {{"codeActionKinds", {"quickfix"}}}}}},
          {"serverInfo", {{"name", "cfgcheck"}, {"version", driver::kVersion}}}});
 }
 
@@ -343,6 +346,7 @@ void request(Server& s, const std::string& method, const json& id, const json& p
     Answer a = navigate(s.ws, method, params, s.encoding, s.documentChanges);
     return a.error != 0 ? fail(s, id, a.error, std::move(a.message)) : reply(s, id, std::move(a.result));
   }
+  if (method == "textDocument/codeAction") return reply(s, id, codeActions(params));
   fail(s, id, kMethodNotFound, "unknown method " + method);
 }
 

@@ -1,5 +1,7 @@
 #include "servicemgr/check_sm_restart_config.h"
 
+#include <algorithm>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -18,10 +20,21 @@ using support::kAsk;
 
 namespace {
 
-bool isEvent(std::string_view key) {
-  return key == "default" || key == "failed" || key == "watchdog" || key == "died" || key == "stopped" ||
-         key == "error";
-}
+constexpr std::string_view kEvents[] = {"default", "failed", "watchdog", "died", "stopped", "error"};
+
+bool isEvent(std::string_view key) { return std::find(std::begin(kEvents), std::end(kEvents), key) != std::end(kEvents); }
+
+// Offers every key a policy may hold.
+constexpr auto policyKeys = [](const auto& offer) {
+  for (std::string_view key : kEvents) offer(key);
+  for (std::string_view key : {"restart_cnt", "restart_cnt_reset_time", "on_restart_failed", "enabled"}) offer(key);
+};
+
+// Offers every process and application.
+constexpr auto processesAndApplications = [](const auto& offer) {
+  framework::ProcessNames.forEach(offer);
+  framework::ApplicationNames.forEach(offer);
+};
 
 // A count or time that must be a non-negative 32-bit integer.
 bool isCount(const Value& value) {
@@ -49,14 +62,15 @@ int checkRestartPolicy(const Value& policy, std::string_view name) {
     } else if (key == "on_restart_failed") {
       std::string text;
       if (value.getString(text) != 0 || text == "ignore" || text == "reset") continue;
-      support::error(support::rules::R7, locate(value), kAsk, "SMRestart: (", name, ") 'on_restart_failed' has illegal value '", text,
-                     "'");
+      support::misspelt(support::rules::R7, locate(value), text, support::among({"ignore", "reset"}), kAsk, "SMRestart: (", name,
+                        ") 'on_restart_failed' has illegal value '", text, "'");
     } else if (key == "enabled") {
       bool enabled = false;
       if (value.getBool(enabled) == 0) continue;
       support::error(support::rules::R8, locate(value), kAsk, "SMRestart: (", name, ") 'enabled' value is not a boolean");
     } else {
-      support::error(support::rules::R9, locateKey(it), kAsk, "SMRestart: (", name, ") undefined entry '", key, "'");
+      support::misspelt(support::rules::R9, locateKey(it), key, policyKeys, kAsk, "SMRestart: (", name,
+                        ") undefined entry '", key, "'");
     }
     result = 1;
   }
@@ -83,7 +97,8 @@ int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
           if (support::SymbolIndex* index = support::symbols()) index->enter("__default__/" + std::string(kind), locateKey(d));
           result |= checkRestartPolicy(d.value(), "__default__/" + std::string(kind));
         } else {
-          support::error(support::rules::R3, locateKey(d), kAsk, "SMRestart: undefine entry '", kind, "' in __default__ block");
+          support::misspelt(support::rules::R3, locateKey(d), kind, support::among({"process", "application"}), kAsk,
+                            "SMRestart: undefine entry '", kind, "' in __default__ block");
           result = 1;
         }
       }
@@ -95,7 +110,8 @@ int checkSMRestartconfig(const char* path, const kit::config::Value& root) {
       result |= checkRestartPolicy(value, key);
     } else {
       if (support::SymbolIndex* index = support::symbols()) index->use(support::UseKind::ProcessOrApplication, key, locateKey(it));
-      support::error(support::rules::R4, locateKey(it), kAsk, "SMRestart: '", key, "' is not a configured process or application name");
+      support::misspelt(support::rules::R4, locateKey(it), key, processesAndApplications, kAsk,
+                        "SMRestart: '", key, "' is not a configured process or application name");
       result = 1;
     }
   }

@@ -102,6 +102,11 @@ class SlotTable {
     while (count * 4 > slots * 3) slots *= 2;
     if (m_slots == nullptr || slots > std::size_t(m_mask) + 1) grow(slots);
   }
+  template <class Visit>
+  void forEach(Visit visit) const {
+    for (std::size_t i = 0; m_slots != nullptr && i <= m_mask; ++i)
+      if (!m_slots[i].empty()) visit(m_slots[i]);
+  }
   void fill(Slot* slot, const Slot& value) {
     *slot = value;
     ++m_size;
@@ -191,6 +196,11 @@ class NameSet {
     return !m_table.probe(hash, Same{key, hash})->empty();
   }
   std::size_t size() const { return m_table.size(); }
+  // Every key, in no particular order.
+  template <class Visit>
+  void forEach(Visit visit) const {
+    m_table.forEach([&visit](const Slot& slot) { visit(std::string_view(slot.key(), slot.sizePlusOne - 1)); });
+  }
   void reserve(std::size_t count) { m_table.reserve(count); }
   void destroy() {
     m_table.release();

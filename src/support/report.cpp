@@ -71,6 +71,14 @@ void contentStart(std::string_view path) {
 
 void transportLine(std::string_view line) { emit(&engine::Sink::transportLine, line); }
 
+bool wantsSuggestions() {
+  constexpr std::size_t kBudget = 10'000'000;  // candidates: about a second
+  const ReportState& s = state();
+  return s.format != Format::Text && s.format != Format::Junit && s.suggestionCandidates < kBudget;
+}
+
+std::size_t& suggestionCandidates() { return state().suggestionCandidates; }
+
 bool wantsTransportEntries() { return state().format == Format::Json; }
 
 void transportEntry(TransportEntry&& entry) { emit(&engine::Sink::transportEntry, std::move(entry)); }

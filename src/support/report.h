@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,6 +14,7 @@
 #include "platform/run_scope.h"
 #include "support/name_set.h"
 #include "support/rules.h"
+#include "support/suggest.h"
 
 namespace engine {
 struct Sink;
@@ -30,6 +32,13 @@ struct Related {
   std::string message;
 };
 
+// What the finding's token (a string, quotes and all) may be replaced with:
+// `text` is the name, written as a JSON string in its place.
+struct Suggestion {
+  std::string text;
+  Location at;
+};
+
 struct Finding {
   std::string_view rule;  // the ID of a rule of rules.h
   Severity severity = Severity::Error;
@@ -45,6 +54,7 @@ struct Finding {
   std::string trailer;
   bool onStderr = false;  // the text form writes it to standard error (transport report)
   std::vector<Related> related;
+  std::vector<Suggestion> suggestions;
 };
 
 // Text marks shared by many checks.
@@ -59,6 +69,7 @@ struct ReportState {
   Format format = Format::Text;
   std::string file;
   const engine::Sink* sink = nullptr;  // null: findings go nowhere
+  std::size_t suggestionCandidates = 0;
 };
 using ReportScope = platform::RunScope<ReportState>;
 
@@ -112,6 +123,31 @@ void error(const Rule& rule, Location at, std::string_view mark, const Parts&...
 template <typename... Parts>
 void info(const Rule& rule, Location at, std::string_view mark, const Parts&... parts) {
   report(finding(rule, at, mark, parts...));
+}
+
+// Whether the format shows suggestions (the others spend no time on them)
+// and the run has not spent its budget: a system with thousands of names and
+// thousands of findings about them would take minutes to suggest for all.
+bool wantsSuggestions();
+// The candidates offered so far in the run.
+std::size_t& suggestionCandidates();
+
+// A finding about the misspelt `word`, the token at `at`: the candidate that
+// `each(offer)` offers and that it most likely meant, if any, is suggested.
+template <class Each, typename... Parts>
+void misspelt(const Rule& rule, Location at, std::string_view word, const Each& each, std::string_view mark,
+              const Parts&... parts) {
+  Finding f = finding(rule, at, mark, parts...);
+  if (wantsSuggestions())
+    if (std::string best = nearest(word, each, suggestionCandidates()); !best.empty()) f.suggestions.push_back(Suggestion{std::move(best), f.at});
+  report(std::move(f));
+}
+
+// Offers each of a fixed list of names.
+inline auto among(std::initializer_list<std::string_view> names) {
+  return [names](const auto& offer) {
+    for (std::string_view name : names) offer(name);
+  };
 }
 
 // A name or value defined again at `at`; `first` is where it was defined first.

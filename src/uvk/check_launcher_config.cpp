@@ -66,8 +66,9 @@ int checkLauncherDomain(const Value& settings, std::string_view domain) {
         support::error(support::rules::U17, locate(value), kAsk, "UVK::launcher: launcher for '", key, "' is not a string for '", domain,
                        "'");
       } else if (!framework::ApplicationNames.contains(application)) {
-        support::error(support::rules::U18, locate(value), kAsk, "UVK::launcher: launcher application '", application, "' for domain '",
-                       domain, "' is not a configured application");
+        support::misspelt(support::rules::U18, locate(value), application, [](const auto& offer) { framework::ApplicationNames.forEach(offer); },
+                          kAsk, "UVK::launcher: launcher application '", application, "' for domain '", domain,
+                          "' is not a configured application");
       } else {
         continue;
       }
@@ -82,7 +83,9 @@ int checkLauncherDomain(const Value& settings, std::string_view domain) {
       support::error(support::rules::U20, locate(value), kAsk, "UVK: '", key, "' is not an integer value or less or equal than 0 in domain '",
                      domain, "'");
     } else {
-      support::error(support::rules::U21, locateKey(it), kAsk, "UVK: '", key, "' is an undefined entry in domain '", domain, "'");
+      support::misspelt(support::rules::U21, locateKey(it), key,
+                        support::among({"on_start", "on_restart", "restart_param", "launcher", "always_ack", "domain_request_timeout"}),
+                        kAsk, "UVK: '", key, "' is an undefined entry in domain '", domain, "'");
     }
     result = 1;
   }

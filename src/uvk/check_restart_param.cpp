@@ -32,14 +32,15 @@ int checkRestartParam(const kit::config::Value& params, std::string_view domain)
         support::error(support::rules::U25, locate(value), kAsk, "UVK: restart parameter 'on_restart_failed' has a non-string value for '",
                        domain, "'");
       } else if (action != "ignore" && action != "reset") {
-        support::error(support::rules::U26, locate(value), kAsk, "UVK: value '", action,
-                       "' is undefined as restart parameter 'on_restart_failed' for '", domain, "'");
+        support::misspelt(support::rules::U26, locate(value), action, support::among({"ignore", "reset"}), kAsk, "UVK: value '", action,
+                          "' is undefined as restart parameter 'on_restart_failed' for '", domain, "'");
       } else {
         continue;
       }
     } else {
-      support::error(support::rules::U27, kit::config::locateKey(it), kAsk, "UVK: '", key, "' is an undefined restart parameter in domain '",
-                     domain, "'");
+      support::misspelt(support::rules::U27, kit::config::locateKey(it), key,
+                        support::among({"restart_cnt", "restart_cnt_reset_time", "on_restart_failed"}), kAsk, "UVK: '", key,
+                        "' is an undefined restart parameter in domain '", domain, "'");
     }
     result = 1;
   }

@@ -102,7 +102,8 @@ int checkTopEntry(const TopEntry& entry, const Value& value) {
       if (value.getString(mode) != 0) {
         support::error(support::rules::U5, at(), kAsk, "UVK: item '", item, "' is not a string");
       } else if (!isStartupMode(mode)) {
-        support::error(support::rules::U6, at(), kAsk, "UVK: item '", item, "' contains an undefined value '", mode, "'");
+        support::misspelt(support::rules::U6, at(), mode, support::among({"on_startup_normal", "on_startup_download", "on_startup_kt_production"}),
+                          kAsk, "UVK: item '", item, "' contains an undefined value '", mode, "'");
       } else {
         return 0;
       }
@@ -149,7 +150,11 @@ int checkUVKStartup(const char* path, const kit::config::Value& root) {
   for (auto it = top->begin(); it != top->end(); ++it) {
     const TopEntry* entry = findTopEntry(it.key());
     if (entry == nullptr) {
-      support::error(support::rules::U3, kit::config::locateKey(it), "[checkUVKStartup]: ", "undefined entry '", it.key(), "' found");
+      auto topKeys = [](const auto& offer) {
+        for (const TopEntry& e : kTopEntries) offer(e.key);
+      };
+      support::misspelt(support::rules::U3, kit::config::locateKey(it), it.key(), topKeys, "[checkUVKStartup]: ", "undefined entry '",
+                        it.key(), "' found");
       result = 1;
       continue;
     }
