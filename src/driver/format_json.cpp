@@ -69,10 +69,10 @@ std::string relativePath(const std::string& path) {
   return p.generic_string();
 }
 
-std::string artifactUri(const std::string& path) {
+std::string uriEscaped(std::string_view path) {
   std::string out;
   static constexpr char kHex[] = "0123456789ABCDEF";
-  for (unsigned char c : relativePath(path)) {
+  for (unsigned char c : path) {
     if (std::isalnum(c) || c == '-' || c == '.' || c == '_' || c == '~' || c == '/') {
       out += static_cast<char>(c);
     } else {
@@ -83,6 +83,8 @@ std::string artifactUri(const std::string& path) {
   }
   return out;
 }
+
+std::string artifactUri(const std::string& path) { return uriEscaped(relativePath(path)); }
 
 namespace {
 // FNV-1a, 64 bits: the same on every machine, unlike std::hash.

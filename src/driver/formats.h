@@ -42,6 +42,9 @@ std::string_view ruleEntry(const support::Rule& rule);
 std::string ruleSummary(const support::Rule& rule);
 // The entry without Markdown: code blocks indented, headings and bold marks dropped.
 std::string plainEntry(std::string_view entry);
+// Where the rule's entry can be read: the installed docs/rules.md and the
+// anchor a Markdown viewer gives its heading.
+std::string ruleHelpUri(const support::Rule& rule);
 // --explain: the entry of `id`, or every ID and title when `id` is null.
 int explainRule(const char* id);
 

@@ -1,5 +1,6 @@
 #include "driver/options.h"
 
+#include <algorithm>
 #include <string_view>
 
 #include "driver/formats.h"
@@ -60,6 +61,7 @@ void printHelp() {
             << "usage: cfgcheck [--file <name>]... [--dir <directory>]... [--maxlinelength <n>]\n"
             << "                [--transport] [--verbose] [--strict] [--format <format>]\n"
             << "       cfgcheck --explain [<rule>]\n"
+            << "       cfgcheck --lsp [--strict]\n"
             << "\n"
             << "  --file <name>          check this file; may repeat\n"
             << "  --dir <directory>      check every entry of the directory whose name contains .json\n"
@@ -75,6 +77,8 @@ void printHelp() {
             << "                         gitlab (Code Quality report)\n"
             << "  --explain [<rule>]     print what a rule means, an example and its fix; without a\n"
             << "                         rule, list every rule ID with its title\n"
+            << "  --lsp                  serve the Language Server Protocol on standard input and output:\n"
+            << "                         diagnostics for the known files and any JSON file an editor opens\n"
             << "  --help                 print this help\n"
             << "  --version              print the version\n"
             << "\n"
@@ -96,6 +100,16 @@ Options readOptions(int argc, const char* const* argv) {
     else if (t.option == "--explain" && i + 1 < argc && !std::string_view(argv[i + 1]).starts_with("--"))
       t.value = argv[++i];
     tokens.push_back(t);
+  }
+  // The language server takes --strict beside it, nothing else.
+  for (const Token& t : tokens) {
+    if (t.option != "--lsp") continue;
+    o.ask = Options::Ask::Lsp;
+    for (const Token& other : tokens)
+      if (other.option != "--lsp" && other.option != "--strict" && o.fault.empty())
+        o.fault.push_back("[cfgcheck]: --lsp takes no option but --strict: " + visible(other.option));
+    o.strict = std::any_of(tokens.begin(), tokens.end(), [](const Token& other) { return other.option == "--strict"; });
+    return o;
   }
   int others = 0;  // arguments apart from our own options: too few is the usage text
   for (const Token& t : tokens) {

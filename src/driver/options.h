@@ -16,7 +16,7 @@ struct Input {
 };
 
 struct Options {
-  enum class Ask { Check, Help, Version, Usage, Explain };
+  enum class Ask { Check, Help, Version, Usage, Explain, Lsp };
   Ask ask = Ask::Check;
   const char* explain = nullptr;  // the rule --explain names; null lists them all
   std::vector<Input> inputs;  // --file and --dir, in command-line order

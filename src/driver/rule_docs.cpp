@@ -1,5 +1,8 @@
 // docs/rules.md as built into the program: --explain prints its entries and
 // SARIF gives each rule its own as help, so neither can drift from the document.
+#include <algorithm>
+#include <cctype>
+
 #include "driver/formats.h"
 #include "platform/tbx.h"
 
@@ -39,6 +42,19 @@ std::string_view ruleEntry(const support::Rule& rule) {
   }
   if (end == start) end = kRulesText.find('\n', start) + 1;
   return kRulesText.substr(start, end - start);
+}
+
+std::string ruleHelpUri(const support::Rule& rule) {
+  std::string_view heading = ruleEntry(rule);
+  heading = heading.substr(0, heading.find('\n'));
+  heading.remove_prefix(std::min(heading.size(), std::string_view("#### ").size()));
+  std::string anchor;
+  for (char c : heading) {
+    if (c == ' ') anchor += '-';
+    else if (c == '-' || c == '_' || (static_cast<unsigned char>(c) >= 0x80)) anchor += c;
+    else if (std::isalnum(static_cast<unsigned char>(c))) anchor += static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+  }
+  return std::string(CFGCHECK_RULES_URI) + '#' + anchor;
 }
 
 std::string ruleSummary(const support::Rule& rule) {

@@ -9,6 +9,7 @@
 #include "driver/options.h"
 #include "driver/render.h"
 #include "engine/check.h"
+#include "lsp/protocol.h"
 #include "platform/kit_config.h"
 #include "platform/read_file.h"
 #include "platform/plat.h"
@@ -63,6 +64,21 @@ struct FileReader {
 
 }  // namespace
 
+namespace {
+
+// Standard output carries the protocol: a wrong command line is told on standard error.
+int serveLsp(const Options& options) {
+  if (!options.fault.empty()) {
+    for (const std::string& line : options.fault) tbx::cerr << line << tbx::endl;
+    return -1;
+  }
+  lsp::ServerOptions server;
+  server.strict = options.strict;
+  return lsp::serve(lsp::fdInput(0), lsp::fdOutput(1), server);
+}
+
+}  // namespace
+
 engine::Options checkOptions(const Options& options) {
   engine::Options checks;
   checks.format = options.format;
@@ -88,6 +104,8 @@ int run(int argc, const char* const* argv) {
     case Options::Ask::Usage:
       printUsage();
       return -1;
+    case Options::Ask::Lsp:
+      return serveLsp(options);
     case Options::Ask::Check:
       break;
   }

@@ -236,6 +236,19 @@ bool unchecked(const KnownFile& file, const Options& options, const char* needs)
   return true;
 }
 
+// In a partial run, why a file that needs `needed` (each with its name)
+// goes unchecked: "a does not parse", "a and b do not parse"; empty when
+// all that were given parsed.
+std::string unparsedNeeds(const Run& run, std::initializer_list<std::pair<const KnownFile*, const char*>> needed) {
+  std::string names;
+  int count = 0;
+  if (run.options.partial)
+    for (const auto& [file, name] : needed)
+      if (!file->path.empty() && !file->parsed) names += (count++ == 0 ? "" : " and ") + std::string(name);
+  if (count == 0) return names;
+  return names + (count == 1 ? " does not parse" : " do not parse");
+}
+
 // Checks the content of the known files in their fixed order and prints the
 // transport report when asked. True when anything was reported as an error.
 bool runContentChecks(const Run& run) {
@@ -245,26 +258,36 @@ bool runContentChecks(const Run& run) {
   const KnownFile& sm = run.known.servicemgr;
   const KnownFile& restart = run.known.restart;
   const KnownFile& uvk = run.known.uvk;
-  const bool hasFw = !fw.path.empty(), hasSm = !sm.path.empty();
+  // Only a partial run comes here with files that do not parse: those are
+  // not checked, and neither are the files that need them.
+  const bool hasFw = !fw.path.empty() && fw.parsed, hasSm = !sm.path.empty() && sm.parsed;
+  auto given = [](const KnownFile& file) { return !file.path.empty() && file.parsed; };
   bool errors = false;
   if (hasFw)
     errors |= checked(run, fw, [&] { return framework::checkFWConfig(fw.path.c_str(), fw.root(), options.verbose); });
-  if (hasSm) {
+  const std::string fwFails = unparsedNeeds(run, {{&fw, "framework.json"}});
+  if (given(sm)) {
     if (hasFw) errors |= checked(run, sm, [&] { return servicemgr::checkSMconfig(sm.path.c_str(), sm.root()); });
+    else if (!fwFails.empty()) noteUnchecked(sm.path, fwFails);
     else errors |= unchecked(sm, options, "framework.json");
   }
-  if (!restart.path.empty()) {
+  if (given(restart)) {
     if (hasFw) {
       errors |= checked(run, restart,
                         [&] { return servicemgr::checkSMRestartconfig(restart.path.c_str(), restart.root()); });
+    } else if (!fwFails.empty()) {
+      noteUnchecked(restart.path, fwFails);
     } else {
       errors |= unchecked(restart, options, "framework.json");
     }
   }
   bool uvkFindings = false;
-  if (!uvk.path.empty()) {
+  if (given(uvk)) {
+    const std::string fails = unparsedNeeds(run, {{&fw, "framework.json"}, {&sm, "servicemgr.json"}});
     if (hasFw && hasSm) {
       errors |= checked(run, uvk, [&] { return uvk::checkUVKStartup(uvk.path.c_str(), uvk.root()); }, &uvkFindings);
+    } else if (!fails.empty()) {
+      noteUnchecked(uvk.path, fails);
     } else {
       errors |= unchecked(uvk, options, hasFw ? "servicemgr.json" : hasSm ? "framework.json" : "framework.json and servicemgr.json");
     }
@@ -303,7 +326,7 @@ int check(const Sources& sources, const Options& options, const Sink& sink) {
   bool failed = !unreadable.empty() || !unparsed.empty();
   if (sources.count == 0 && options.strict) failed |= reportNothingChecked();
   const bool twice = reportEarlierOfAKind(run.known, options);
-  if (!failed) failed = runContentChecks(run);
+  if (!failed || options.partial) failed |= runContentChecks(run);
   else if (!unreadable.empty() || !unparsed.empty()) noteNoneChecked(run.known, whyNoneChecked(unreadable, unparsed));
   failed |= twice;
   if (options.symbols != nullptr) options.symbols->resolve();

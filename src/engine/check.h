@@ -58,6 +58,11 @@ struct Options {
   bool strict = false;
   // Directories of the run that could not be read: no content is checked.
   std::vector<std::string> unreadableDirectories;
+  // Check what can be checked (an editor's server): a known file that does
+  // not parse leaves the others checked, and only the files that need it go
+  // unchecked, each with a note naming it. The command line checks no
+  // content once a file fails.
+  bool partial = false;
   // Not null: where every process, application and node is declared and
   // used, filled and resolved by the run (positions are then computed).
   support::SymbolIndex* symbols = nullptr;
