@@ -10,10 +10,10 @@ if [ ! -f $build/CMakeCache.txt ]; then
   CC=clang-14 CXX=clang++-14 cmake -S . -B $build -DCMAKE_BUILD_TYPE=RelWithDebInfo \
     -DCFGCHECK_FUZZ=ON -DCFGCHECK_SANITIZE=ON -DCFGCHECK_TESTS=OFF >/dev/null
 fi
-cmake --build $build -j2 --target fuzz_known_files fuzz_command_line fuzz_syntax_agreement
+cmake --build $build -j2 --target fuzz_known_files fuzz_command_line fuzz_syntax_agreement fuzz_lsp
 # absolute paths: the command-line target runs inside a scratch directory
 root=$PWD
-for target in known_files command_line syntax_agreement; do
+for target in known_files command_line syntax_agreement lsp; do
   corpus=$root/fuzz/corpus-$target
   mkdir -p "$corpus"
   if [ "$target" = known_files ] && [ -z "$(ls -A "$corpus")" ]; then
@@ -44,6 +44,15 @@ for target in known_files command_line syntax_agreement; do
     printf -- '--file\0sub.json\0--file\0broken.json\0--file\0' > "$corpus/seed-bad"
     printf -- '--strict\0--dir\0.\0--format\0sarif\0--maxlinelength\0x1' > "$corpus/seed-strict"
     printf -- '--format\0gnu\0--file\0framework.json\0--help\0--version' > "$corpus/seed-ours"
+  fi
+  if [ "$target" = lsp ] && [ -z "$(ls -A "$corpus")" ]; then
+    # seeds: a session opening the sound system's servicemgr.json, framed (first byte odd) and as it stands
+    init='{"jsonrpc":"2.0","id":1,"method":"initialize","params":{"capabilities":{"general":{"positionEncodings":["utf-8"]}}}}'
+    open='{"jsonrpc":"2.0","method":"textDocument/didOpen","params":{"textDocument":{"uri":"file:///sound/servicemgr.json","languageId":"json","version":1,"text":"{\"startup\": [1,]}"}}}'
+    edit='{"jsonrpc":"2.0","method":"textDocument/didChange","params":{"textDocument":{"uri":"file:///sound/servicemgr.json","version":2},"contentChanges":[{"range":{"start":{"line":0,"character":14},"end":{"line":0,"character":15}},"text":""}]}}'
+    bye='{"jsonrpc":"2.0","id":2,"method":"shutdown"}'
+    printf '\x09%s\0%s\0%s\0%s' "$init" "$open" "$edit" "$bye" > "$corpus/seed-framed"
+    { printf '\x0a'; for m in "$init" "$open" "$edit" "$bye"; do printf 'Content-Length: %d\r\n\r\n%s' ${#m} "$m"; done; } > "$corpus/seed-stream"
   fi
   regressions=("$root"/fuzz/regressions/$target/*)
   if [ -e "${regressions[0]}" ]; then

@@ -84,7 +84,7 @@ Take take(Framer& framer, std::string& body) {
     const std::size_t eol = in.find('\n', pos);
     if (eol == std::string::npos || eol > kMaxHeader) {
       if (in.size() <= kMaxHeader) return Take::More;
-      in.clear();
+      in.erase(0, eol == std::string::npos ? in.size() : eol + 1);
       body = "a header longer than " + std::to_string(kMaxHeader) + " bytes";
       return Take::Fault;
     }
