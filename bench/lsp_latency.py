@@ -16,47 +16,28 @@ import argparse
 import json
 import os
 import pathlib
-import queue
 import re
 import statistics
 import subprocess
 import sys
-import threading
 import time
+
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parent.parent / "tests" / "lsp"))
+import run_lsp  # noqa: E402
 
 KNOWN = ("framework.json", "servicemgr.json", "servicemgr_restart.json", "uvkstartup.json")
 
 
 class Server:
-    """The server process; a thread reads its messages with their arrival time."""
+    """The server process, through the framed reader of the language-server tests."""
 
-    def __init__(self, cmd):
-        self.proc = subprocess.Popen(cmd, stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL)
-        self.inbox = queue.Queue()
+    def __init__(self, cfgcheck):
+        self.transport = run_lsp.Server(cfgcheck, [])
+        self.proc = self.transport.proc
         self.next_id = 0
-        threading.Thread(target=self._read, daemon=True).start()
-
-    def _read(self):
-        out = self.proc.stdout
-        while True:
-            length = None
-            while True:
-                line = out.readline()
-                if not line:
-                    self.inbox.put((time.perf_counter(), None))
-                    return
-                if line in (b"\r\n", b"\n"):
-                    break
-                name, _, value = line.decode("ascii").partition(":")
-                if name.strip().lower() == "content-length":
-                    length = int(value)
-            body = json.loads(out.read(length))
-            self.inbox.put((time.perf_counter(), body))
 
     def send(self, message):
-        body = json.dumps(dict(message, jsonrpc="2.0")).encode()
-        self.proc.stdin.write(b"Content-Length: %d\r\n\r\n%s" % (len(body), body))
-        self.proc.stdin.flush()
+        self.transport.send(run_lsp.frame(json.dumps(dict(message, jsonrpc="2.0"))))
 
     def request(self, method, params):
         self.next_id += 1
@@ -66,7 +47,8 @@ class Server:
     def receive(self, timeout=60):
         """The next message that is not a request of the server (those get a null result)."""
         while True:
-            at, message = self.inbox.get(timeout=timeout)
+            message = self.transport.messages.get(timeout=timeout)
+            at = time.perf_counter()
             if message is None:
                 sys.exit("lsp_latency: the server ended (status %s)" % self.proc.wait())
             if "method" in message and "id" in message:
@@ -122,7 +104,7 @@ def measure(cfgcheck, folder, rounds):
     cli = [cfgcheck]
     for known in KNOWN:
         cli += ["--file", os.path.join(folder, known)]
-    server = Server([cfgcheck, "--lsp"])
+    server = Server(cfgcheck)
     server.request("initialize", {"processId": os.getpid(), "rootUri": pathlib.Path(folder).as_uri(),
                                   "capabilities": {}})
     server.receive()
