@@ -5,7 +5,7 @@ four files must be the findings of `--format json` on the same files (rule,
 place, severity, message, related places). Then a process that
 servicemgr.json starts is renamed in framework.json's buffer, unsaved, and
 servicemgr.json's diagnostics must follow the buffer's text. A JSON file of
-another name gets no server.
+another name gets no server; another file of the system gets the same one.
 
 A letter outside the Basic Multilingual Plane stands before a finding on its
 line, so that code points, UTF-16 units and bytes all differ there.
@@ -105,6 +105,7 @@ local ok, err = pcall(function()
   settle({ 'servicemgr.json' }, since, 'after the edit')
   result.edited = snapshot()
   result.unsaved = vim.api.nvim_buf_get_option(fw, 'modified')
+  vim.cmd('edit ' .. vim.fn.fnameescape(dir .. '/servicemgr.json'))
   result.clients = #started
   vim.fn.writefile({ vim.fn.json_encode(result) }, out)
 end)
