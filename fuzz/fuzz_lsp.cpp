@@ -2,6 +2,7 @@
 // (headers and all), or cut at NUL bytes into bodies that are framed
 // correctly, so that the messages themselves meet hostile JSON. Files not
 // open are the sound system's, under /sound.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

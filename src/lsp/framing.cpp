@@ -65,30 +65,37 @@ Output fdOutput(int fd) {
 }
 
 void feed(Framer& framer, const char* bytes, std::size_t size) {
+  // What was taken goes now, once per read rather than once per message.
+  framer.pending.erase(0, framer.taken);
+  framer.taken = 0;
   const std::size_t dropped = framer.skip < size ? framer.skip : size;
   framer.skip -= dropped;
   framer.pending.append(bytes + dropped, size - dropped);
 }
 
 Take take(Framer& framer, std::string& body) {
-  std::string& in = framer.pending;
   if (framer.skip != 0) return Take::More;
+  std::string_view in = std::string_view(framer.pending).substr(framer.taken);
+  auto drop = [&](std::size_t n) {
+    framer.taken += n;
+    in.remove_prefix(n);
+  };
   // Blank lines between messages are no header.
   std::size_t start = 0;
   while (start < in.size() && (in[start] == '\r' || in[start] == '\n')) ++start;
-  in.erase(0, start);
+  drop(start);
   bool hasLength = false, badLength = false;
   uint64_t length = 0;
   std::size_t pos = 0;
   for (;;) {
     const std::size_t eol = in.find('\n', pos);
-    if (eol == std::string::npos || eol > kMaxHeader) {
+    if (eol == std::string_view::npos || eol > kMaxHeader) {
       if (in.size() <= kMaxHeader) return Take::More;
-      in.erase(0, eol == std::string::npos ? in.size() : eol + 1);
+      drop(eol == std::string_view::npos ? in.size() : eol + 1);
       body = "a header longer than " + std::to_string(kMaxHeader) + " bytes";
       return Take::Fault;
     }
-    const std::string_view line = trimmed(std::string_view(in).substr(pos, eol - pos));
+    const std::string_view line = trimmed(in.substr(pos, eol - pos));
     pos = eol + 1;
     if (line.empty()) break;
     const std::size_t colon = line.find(':');
@@ -98,21 +105,21 @@ Take take(Framer& framer, std::string& body) {
     }
   }
   if (!hasLength) {
-    in.erase(0, pos);
+    drop(pos);
     body = badLength ? "a Content-Length that is no number" : "a header without Content-Length";
     return Take::Fault;
   }
   if (length > kMaxBody) {
-    in.erase(0, pos);
+    drop(pos);
     const std::size_t here = in.size() < length ? in.size() : static_cast<std::size_t>(length);
-    in.erase(0, here);
+    drop(here);
     framer.skip = static_cast<std::size_t>(length - here);
     body = "a body of " + std::to_string(length) + " bytes, more than " + std::to_string(kMaxBody);
     return Take::Fault;
   }
   if (in.size() - pos < length) return Take::More;
-  body.assign(in, pos, static_cast<std::size_t>(length));
-  in.erase(0, pos + static_cast<std::size_t>(length));
+  body.assign(in.substr(pos, static_cast<std::size_t>(length)));
+  drop(pos + static_cast<std::size_t>(length));
   return Take::Message;
 }
 

@@ -27,8 +27,9 @@ inline constexpr std::size_t kMaxBody = 64u << 20;
 inline constexpr std::size_t kMaxHeader = 8192;
 
 struct Framer {
-  std::string pending;    // read, not yet taken
-  std::size_t skip = 0;   // bytes of a dropped body still to come
+  std::string pending;     // read; its first `taken` bytes are used up
+  std::size_t taken = 0;
+  std::size_t skip = 0;    // bytes of a dropped body still to come
 };
 
 enum class Take { Message, Fault, More };

@@ -74,7 +74,7 @@ std::optional<Position> position(const json& o) {
   const json* line = integer(o, "line");
   const json* character = integer(o, "character");
   if (line == nullptr || character == nullptr || *line < 0 || *character < 0) return std::nullopt;
-  auto clamp = [](const json& n) { return n.get<int64_t>() > UINT32_MAX ? UINT32_MAX : n.get<uint32_t>(); };
+  auto clamp = [](const json& n) { return n.get<uint64_t>() > UINT32_MAX ? UINT32_MAX : n.get<uint32_t>(); };
   return Position{clamp(*line), clamp(*character)};
 }
 
@@ -84,11 +84,15 @@ void schedule(Server& s) {
 
 // --- Diagnostics ------------------------------------------------------------
 
+// Our columns count from 1, the protocol's from 0.
 json lspPosition(const CheckedFile& file, uint32_t line, uint32_t column, uint32_t utf16, Encoding encoding) {
-  if (encoding == Encoding::Utf16) return {{"line", line}, {"character", utf16 - 1}};
-  if (encoding == Encoding::Utf32) return {{"line", line}, {"character", column - 1}};
+  column = column > 0 ? column - 1 : 0;
+  utf16 = utf16 > 0 ? utf16 - 1 : 0;
+  if (encoding == Encoding::Utf16) return {{"line", line}, {"character", utf16}};
+  if (encoding == Encoding::Utf32) return {{"line", line}, {"character", column}};
+  // UTF-8 columns are bytes: counted in the text.
   const std::size_t lineStart = offsetOf(file.text, Position{line, 0}, Encoding::Utf8);
-  const std::size_t at = offsetOf(file.text, Position{line, column - 1}, Encoding::Utf32);
+  const std::size_t at = offsetOf(file.text, Position{line, column}, Encoding::Utf32);
   return {{"line", line}, {"character", at - lineStart}};
 }
 
