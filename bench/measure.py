@@ -18,6 +18,8 @@ import subprocess
 import sys
 import time
 
+import lsp_latency
+
 KNOWN = ("framework.json", "servicemgr.json", "servicemgr_restart.json", "uvkstartup.json")
 
 
@@ -133,7 +135,7 @@ def main():
     ap.add_argument("--data", required=True)
     ap.add_argument("--shared", required=True, help="folder with the shared sample files")
     ap.add_argument("--pairs", type=int, default=5, help="pairs per figure (short runs get at least 21)")
-    ap.add_argument("--only", default="1,2,3,4,5,6,7", help="targets to measure, e.g. 1,4,6")
+    ap.add_argument("--only", default="1,2,3,4,5,6,7,8", help="targets to measure, e.g. 1,4,6")
     o = ap.parse_args()
     if o.pairs < 5:
         ap.error("--pairs must be at least 5")
@@ -237,6 +239,16 @@ def main():
                 check_files(cc, broken, ["--format", "sarif"]), broken_text, limit=1.5)
         b.ratio("7", "%d findings, --format gnu vs clean text" % count,
                 check_files(cc, broken, ["--format", "gnu"]), text, limit=2.0)
+
+    if "8" in only:
+        r = lsp_latency.measure(cc, sys10k, max(o.pairs, 21))
+        n = len(r["lsp"])
+        b.add("8", "--lsp edit to the other files' diagnostics vs --file x4, 10000 procs",
+              "%.0f ms" % (1000 * statistics.median(r["lsp"])), "%.0f ms" % (1000 * statistics.median(r["cli"])),
+              "%.2fx" % r["ratio"], "<= 1.2x", r["ratio"] <= 1.2, n)
+        b.add("8", "--lsp server's VmHWM vs peak RSS of --file x4, 10000 procs", "%.0f MB" % (r["hwm_kb"] * 1024 / 1e6),
+              "%.0f MB" % (r["cli_peak_kb"] * 1024 / 1e6), "%.2fx" % (r["hwm_kb"] / r["cli_peak_kb"]), "-", None, n,
+              "server's VmRSS after the edits %.0f MB" % (r["rss_kb"] * 1024 / 1e6))
 
     print("load average after: %s" % " ".join(open("/proc/loadavg").read().split()[:3]))
     table = b.table()

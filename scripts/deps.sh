@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs what building and testing cfgcheck needs (Debian 12 packages).
 set -euo pipefail
-packages=(cmake make g++ libsimdjson-dev nlohmann-json3-dev libgtest-dev python3 python3-jsonschema python3-yaml libxml2-utils valgrind groff-base vim "$@")
+packages=(cmake make g++ libsimdjson-dev nlohmann-json3-dev libgtest-dev python3 python3-jsonschema python3-yaml libxml2-utils valgrind groff-base vim neovim "$@")
 # npm fetches the SARIF multitool and ajv for the tests; a Node.js of another source brings its own
 command -v npm >/dev/null || packages+=(npm)
 missing=()
