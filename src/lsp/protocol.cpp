@@ -1,5 +1,6 @@
 #include "lsp/protocol.h"
 
+#include <algorithm>
 #include <chrono>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -422,7 +423,8 @@ int serve(const Input& in, const Output& out, const ServerOptions& options) {
         publish(s);
         continue;
       }
-      timeout = static_cast<int>(left);
+      // A burst is over once the input pauses: check then, not at the deadline.
+      timeout = static_cast<int>(std::min<long long>(left, s.options.quietMs));
     }
     const long n = in.read(buffer.data(), buffer.size(), timeout);
     if (n == 0) break;

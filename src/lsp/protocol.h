@@ -12,7 +12,8 @@ namespace lsp {
 
 struct ServerOptions {
   bool strict = false;  // the `strict` setting until the client gives one
-  int delayMs = 50;     // from the first change not yet checked to the check
+  int delayMs = 50;     // from the first change not yet checked to the check, at most
+  int quietMs = 5;      // a pause of the input this long ends a burst of changes
   // Reads a file not open (the disk by default); where the server's log goes (standard error by default).
   std::function<bool(const std::string& path, std::string& text)> readFile;
   std::function<void(std::string_view line)> log;
