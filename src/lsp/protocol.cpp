@@ -321,6 +321,7 @@ void assist(Server& s, const std::string& method, const json& id, const json& pa
   const std::optional<Position> where = at != nullptr ? position(*at) : std::nullopt;
   if (uri == nullptr || !where) return fail(s, id, kInvalidParams, method + " needs a document and a position");
   const std::string& name = uri->get_ref<const std::string&>();
+  indexStale(s.ws);
   reply(s, id, method == "textDocument/hover" ? hover(s.ws, name, *where, s.encoding) : completion(s.ws, name, *where, s.encoding, s.sharedEditRange));
 }
 
@@ -344,6 +345,7 @@ void request(Server& s, const std::string& method, const json& id, const json& p
   if (method == "textDocument/hover" || method == "textDocument/completion") return assist(s, method, id, params);
   if (isNavigation(method)) {
     if (s.due) publish(s);  // the names as the client sees them now
+    indexStale(s.ws);
     Answer a = navigate(s.ws, method, params, s.encoding, s.documentChanges);
     return a.error != 0 ? fail(s, id, a.error, std::move(a.message)) : reply(s, id, std::move(a.result));
   }
@@ -416,7 +418,8 @@ int serve(const Input& in, const Output& out, const ServerOptions& options) {
       log(s, "dropped " + body);
       continue;
     }
-    int timeout = -1;
+    // Idle: the symbol index of the last check is built now.
+    int timeout = anyStale(s.ws) ? 0 : -1;
     if (s.due) {
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*s.due - Clock::now()).count();
       if (left <= 0) {
@@ -428,7 +431,8 @@ int serve(const Input& in, const Output& out, const ServerOptions& options) {
     }
     const long n = in.read(buffer.data(), buffer.size(), timeout);
     if (n == 0) break;
-    if (n < 0) publish(s);
+    if (n < 0 && s.due) publish(s);
+    else if (n < 0) indexStale(s.ws);
     else feed(framer, buffer.data(), static_cast<std::size_t>(n));
   }
   return s.stage == Server::Stage::ShuttingDown ? 0 : 1;

@@ -231,8 +231,7 @@ void checkSystem(Workspace& ws, const std::string& folder, std::vector<CheckedFi
   options.format = support::Format::Json;
   options.strict = ws.strict;
   options.partial = true;
-  system.symbols = support::SymbolIndex{};
-  options.symbols = &system.symbols;
+  system.symbolsStale = true;
   engine::Sink sink;
   sink.finding = [&files](support::Finding&& f) {
     for (CheckedFile& file : files)
@@ -263,6 +262,47 @@ void checkDocument(Workspace& ws, const std::string& uri, std::vector<CheckedFil
 }
 
 }  // namespace
+
+void indexStale(Workspace& ws) {
+  for (auto& [folder, system] : ws.systems) {
+    if (!system.symbolsStale) continue;
+    system.symbolsStale = false;
+    // The texts of the last run: open documents as they are, the others as read.
+    std::vector<std::string> names;
+    std::vector<std::string_view> texts;
+    for (const char* name : engine::knownFilesInCheckOrder()) {
+      const auto i = static_cast<std::size_t>(knownIndex(name));
+      const std::string path = folder + "/" + name;
+      const std::string* text = nullptr;
+      for (const auto& [uri, doc] : ws.documents)
+        if (doc.path == path) text = &doc.text;
+      if (text == nullptr && system.disk[i]) text = &*system.disk[i];
+      if (text == nullptr) continue;
+      names.emplace_back(name);
+      texts.push_back(*text);
+    }
+    std::vector<engine::Source> sources;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+      engine::Source source;
+      source.path = names[i];
+      source.text = texts[i];
+      sources.push_back(source);
+    }
+    engine::Options options;
+    options.format = support::Format::Json;
+    options.strict = ws.strict;
+    options.partial = true;
+    system.symbols = support::SymbolIndex{};
+    options.symbols = &system.symbols;
+    engine::check(std::span<const engine::Source>(sources), options, engine::Sink{});
+  }
+}
+
+bool anyStale(const Workspace& ws) {
+  for (const auto& [folder, system] : ws.systems)
+    if (system.symbolsStale) return true;
+  return false;
+}
 
 std::vector<CheckedFile> runDue(Workspace& ws) {
   std::vector<CheckedFile> out;

@@ -47,7 +47,11 @@ struct System {
   std::array<std::optional<std::string>, 4> disk;  // none: not on disk
   std::array<bool, 4> diskRead{};
   std::array<std::string, 4> published;  // the URI last given findings, per file
-  support::SymbolIndex symbols;          // of the last run
+  // Of the last run's texts; built after the diagnostics are out, when the
+  // input is idle or a request needs it, so that an edit's findings wait
+  // for nothing but the checks.
+  support::SymbolIndex symbols;
+  bool symbolsStale = false;
   std::array<std::vector<support::Finding>, 4> findings;  // of the last run, per file
 };
 
@@ -85,6 +89,9 @@ void changedOnDisk(Workspace& ws, const std::string& uri);
 // Every system and document is checked again (the settings changed).
 void allDue(Workspace& ws);
 bool anyDue(const Workspace& ws);
+// Brings every system's symbol index up to the texts last checked.
+void indexStale(Workspace& ws);
+bool anyStale(const Workspace& ws);
 
 // Runs the checks that are due; every file that has findings or had them.
 std::vector<CheckedFile> runDue(Workspace& ws);

@@ -14,7 +14,7 @@ namespace kit::config {
 
 namespace {
 
-constexpr size_t kTapeMarkEvery = 1024;  // tape entries
+constexpr size_t kTapeMarkEvery = 64;  // tape entries: a value asked out of order costs at most this walk
 
 // The last of `marks` (sorted by `field`) at or before `at`; null when none is.
 template <class Mark, class Field>
