@@ -39,6 +39,7 @@ struct Server {
   int nextId = 1;
   bool exited = false;
   std::optional<Clock::time_point> due;  // when the pending changes are checked
+  Clock::time_point lastInput = Clock::now();
   Server(const Output& o, const ServerOptions& opts) : out(o), options(opts) {}
 };
 
@@ -419,7 +420,13 @@ int serve(const Input& in, const Output& out, const ServerOptions& options) {
       continue;
     }
     // Idle: the symbol index of the last check is built now.
-    int timeout = anyStale(s.ws) ? 0 : -1;
+    // The symbol index waits for a pause in the typing: built between two
+    // keystrokes, it would hold up the second one's findings.
+    int timeout = -1;
+    if (anyStale(s.ws)) {
+      const auto idle = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - s.lastInput).count();
+      timeout = static_cast<int>(std::max<long long>(0, s.options.indexAfterMs - idle));
+    }
     if (s.due) {
       const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(*s.due - Clock::now()).count();
       if (left <= 0) {
@@ -433,7 +440,10 @@ int serve(const Input& in, const Output& out, const ServerOptions& options) {
     if (n == 0) break;
     if (n < 0 && s.due) publish(s);
     else if (n < 0) indexStale(s.ws);
-    else feed(framer, buffer.data(), static_cast<std::size_t>(n));
+    else {
+      s.lastInput = Clock::now();
+      feed(framer, buffer.data(), static_cast<std::size_t>(n));
+    }
   }
   return s.stage == Server::Stage::ShuttingDown ? 0 : 1;
 }

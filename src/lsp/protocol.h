@@ -14,6 +14,7 @@ struct ServerOptions {
   bool strict = false;  // the `strict` setting until the client gives one
   int delayMs = 50;     // from the first change not yet checked to the check, at most
   int quietMs = 5;      // a pause of the input this long ends a burst of changes
+  int indexAfterMs = 300;  // the pause after which the symbol index is brought up to date
   // Reads a file not open (the disk by default); where the server's log goes (standard error by default).
   std::function<bool(const std::string& path, std::string& text)> readFile;
   std::function<void(std::string_view line)> log;
