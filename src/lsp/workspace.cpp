@@ -186,15 +186,33 @@ bool anyDue(const Workspace& ws) { return !ws.dueSystems.empty() || !ws.dueDocum
 
 namespace {
 
-// Checks the system of `folder`: every file of it that is open or on disk.
-void checkSystem(Workspace& ws, const std::string& folder, std::vector<CheckedFile>& out) {
-  System& system = ws.systems[folder];
-  // The engine knows the files by their bare names, as a run in their folder would.
-  constexpr std::size_t kOrder[] = {0, 1, 3, 2};  // framework, servicemgr, servicemgr_restart, uvkstartup
+// Runs the engine over a system's files, as a run in their folder would
+// (by their bare names); `symbols`, when given, is filled.
+void checkTexts(const Workspace& ws, const std::vector<CheckedFile>& files, support::SymbolIndex* symbols,
+                const engine::Sink& sink) {
+  std::vector<engine::Source> sources;
+  for (const CheckedFile& file : files) {
+    engine::Source source;
+    source.path = file.name;
+    source.text = file.text;
+    sources.push_back(source);
+  }
+  engine::Options options;
+  options.format = support::Format::Json;
+  options.strict = ws.strict;
+  options.partial = true;
+  options.symbols = symbols;
+  engine::check(std::span<const engine::Source>(sources), options, sink);
+}
+
+// The files of the system of `folder` in the engine's order, each an open
+// document's text, else its text on disk (read once); no URI when neither.
+std::vector<CheckedFile> systemFiles(Workspace& ws, const std::string& folder, System& system) {
   std::vector<CheckedFile> files;
-  for (std::size_t i : kOrder) {
+  for (const char* name : engine::knownFilesInCheckOrder()) {
+    const auto i = static_cast<std::size_t>(knownIndex(name));
     CheckedFile file;
-    file.name = engine::knownFileNames()[i];
+    file.name = name;
     file.folder = folder;
     const std::string path = folder + "/" + file.name;
     for (const auto& [uri, doc] : ws.documents)
@@ -215,34 +233,34 @@ void checkSystem(Workspace& ws, const std::string& folder, std::vector<CheckedFi
         file.text = *system.disk[i];
       }
     }
+    files.push_back(std::move(file));
+  }
+  return files;
+}
+
+// Checks the system of `folder`: every file of it that is open or on disk.
+void checkSystem(Workspace& ws, const std::string& folder, std::vector<CheckedFile>& out) {
+  System& system = ws.systems[folder];
+  std::vector<CheckedFile> files;
+  for (CheckedFile& file : systemFiles(ws, folder, system)) {
+    const auto i = static_cast<std::size_t>(knownIndex(file.name));
     // A file gone, or known by another URI now, loses what it was given.
     if (!system.published[i].empty() && system.published[i] != file.uri) ws.cleared.push_back(system.published[i]);
     system.published[i] = file.uri;
     if (!file.uri.empty()) files.push_back(std::move(file));
   }
-  std::vector<engine::Source> sources;
-  for (const CheckedFile& file : files) {
-    engine::Source source;
-    source.path = file.name;
-    source.text = file.text;
-    sources.push_back(source);
-  }
-  engine::Options options;
-  options.format = support::Format::Json;
-  options.strict = ws.strict;
-  options.partial = true;
-  system.symbolsStale = true;
   engine::Sink sink;
   sink.finding = [&files](support::Finding&& f) {
     for (CheckedFile& file : files)
       if (file.name == f.file) file.findings.push_back(std::move(f));
   };
-  engine::check(std::span<const engine::Source>(sources), options, sink);
+  checkTexts(ws, files, nullptr, sink);
   system.findings = {};
   for (CheckedFile& file : files) {
     system.findings[static_cast<std::size_t>(knownIndex(file.name))] = file.findings;
     out.push_back(std::move(file));
   }
+  system.symbolsStale = true;
 }
 
 void checkDocument(Workspace& ws, const std::string& uri, std::vector<CheckedFile>& out) {
@@ -267,34 +285,10 @@ void indexStale(Workspace& ws) {
   for (auto& [folder, system] : ws.systems) {
     if (!system.symbolsStale) continue;
     system.symbolsStale = false;
-    // The texts of the last run: open documents as they are, the others as read.
-    std::vector<std::string> names;
-    std::vector<std::string_view> texts;
-    for (const char* name : engine::knownFilesInCheckOrder()) {
-      const auto i = static_cast<std::size_t>(knownIndex(name));
-      const std::string path = folder + "/" + name;
-      const std::string* text = nullptr;
-      for (const auto& [uri, doc] : ws.documents)
-        if (doc.path == path) text = &doc.text;
-      if (text == nullptr && system.disk[i]) text = &*system.disk[i];
-      if (text == nullptr) continue;
-      names.emplace_back(name);
-      texts.push_back(*text);
-    }
-    std::vector<engine::Source> sources;
-    for (std::size_t i = 0; i < names.size(); ++i) {
-      engine::Source source;
-      source.path = names[i];
-      source.text = texts[i];
-      sources.push_back(source);
-    }
-    engine::Options options;
-    options.format = support::Format::Json;
-    options.strict = ws.strict;
-    options.partial = true;
+    std::vector<CheckedFile> files = systemFiles(ws, folder, system);
+    std::erase_if(files, [](const CheckedFile& file) { return file.uri.empty(); });
     system.symbols = support::SymbolIndex{};
-    options.symbols = &system.symbols;
-    engine::check(std::span<const engine::Source>(sources), options, engine::Sink{});
+    checkTexts(ws, files, &system.symbols, engine::Sink{});
   }
 }
 
