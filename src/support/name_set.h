@@ -269,11 +269,7 @@ class IntSet {
     return true;
   }
   bool insert(int32_t key) {
-    m_table.reserveOne();
-    Slot* slot = m_table.probe(hashOf(key), Same{key});
-    if (!slot->empty()) return false;
-    m_table.fill(slot, Slot{static_cast<uint32_t>(key), 1});
-    return true;
+    return insert(key, [] { return kit::config::Anchor{}; });
   }
   kit::config::Location firstPlace(int32_t key) const {
     if (m_table.isEmpty()) return {};
