@@ -39,38 +39,19 @@ KINDS = [
 FILES = ["framework.json", "servicemgr.json", "servicemgr_restart.json", "uvkstartup.json"]
 
 
-class Server:
-    def __init__(self, binary):
-        self.proc = subprocess.Popen([binary, "--lsp"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
-        self.next_id = 1
+sys.path.insert(0, HERE)
+import lsp_latency  # noqa: E402
 
-    def send(self, message):
-        body = json.dumps(message).encode()
-        self.proc.stdin.write(b"Content-Length: %d\r\n\r\n" % len(body) + body)
-        self.proc.stdin.flush()
 
-    def receive(self):
-        length = None
-        while True:
-            line = self.proc.stdout.readline()
-            if not line:
-                raise SystemExit("the server ended")
-            if not line.strip():
-                break
-            name, _, value = line.partition(b":")
-            if name.strip().lower() == b"content-length":
-                length = int(value)
-        return json.loads(self.proc.stdout.read(length))
-
+class Server(lsp_latency.Server):
     def request(self, method, params):
         """The answer's result, and the seconds from sending to the answer."""
-        self.next_id += 1
         started = time.perf_counter()
-        self.send({"jsonrpc": "2.0", "id": self.next_id, "method": method, "params": params})
+        sent = super().request(method, params)
         while True:
-            message = self.receive()
-            if message.get("id") == self.next_id and "method" not in message:
-                return message.get("result"), time.perf_counter() - started
+            at, message = self.receive()
+            if message.get("id") == sent and "method" not in message:
+                return message.get("result"), at - started
 
 
 def places(text, pattern):
@@ -110,7 +91,7 @@ def main():
         "uri": "file://" + folder + "/servicemgr.json", "languageId": "json", "version": 1, "text": texts["servicemgr.json"]}}})
     published = set()
     while len(published) < len(FILES):
-        message = server.receive()
+        _, message = server.receive()
         if message.get("method") == "textDocument/publishDiagnostics":
             published.add(message["params"]["uri"])
     print("%d processes: first check %.0f ms" % (args.processes, (time.perf_counter() - started) * 1000))
