@@ -15,7 +15,6 @@ announces it, the method, the file and pattern of the places to ask at, and
 what the params hold besides the document and position.
 """
 import argparse
-import json
 import os
 import random
 import re
